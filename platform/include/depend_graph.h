@@ -1,0 +1,46 @@
+/// What is left of one wave-wise start or termination. A copyable value without a lock of its own.
+///
+/// Vertices are application names, an edge leads from a vertex to one that must be done before it. A vertex is free
+/// when no edge leaves it any more. Vertices of a cycle never get free.
+#ifndef PROCMGR_PLATFORM_DEPEND_GRAPH_H
+#define PROCMGR_PLATFORM_DEPEND_GRAPH_H
+
+#include <cstddef>
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+class DependGraph {
+public:
+    DependGraph() = default;
+
+    /// Adds a vertex; one that is there already stays as it is.
+    void AddVertex(const std::string& name);
+
+    /// `name` waits for `dependency`; both become vertices.
+    void AddEdge(const std::string& name, const std::string& dependency);
+
+    bool IsEmpty() const;
+
+    /// The free vertices. Costs time proportional to their number.
+    std::set<std::string> GetNoDependVertices() const;
+
+    /// Removes a vertex and its edges; true if it was there. Costs time proportional to the edges removed.
+    bool Pop(const std::string& name);
+
+    /// As Pop, and appends the vertices that became free by it, in name order. Lets a caller follow the waves without
+    /// asking for the whole set of free vertices after each step.
+    bool Pop(const std::string& name, std::vector<std::string>& freed);
+
+private:
+    struct Vertex {
+        std::set<std::string> waitsFor;
+        std::set<std::string> waitedForBy;
+    };
+
+    std::map<std::string, Vertex> vertices_;
+    std::set<std::string> free_;
+};
+
+#endif

@@ -1,0 +1,28 @@
+/// The platform log and the switch that sends log lines to syslog instead. Every operation may be called from any
+/// thread, before main and while the process exits.
+#ifndef PROCMGR_PLATFORM_LOG_H
+#define PROCMGR_PLATFORM_LOG_H
+
+#include <stdbool.h>
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/// True once EnableSyslogState was called; there is no way back.
+bool IsSyslogEnable(void);
+void EnableSyslogState(void);
+
+/// Returns 1 when records of `level` (0 debug, 1 information, 2 warning, 3 error, 16 event) of this module are written;
+/// any other number when they are not.
+int CheckLogLevel(uint32_t moduleId, int32_t level);
+
+/// Writes one record as one line.
+void KmonRecord(uint32_t moduleId, int32_t level, const char* format, ...) __attribute__((format(printf, 3, 4)));
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif
