@@ -75,7 +75,8 @@ enum class ReportAppStateType : uint32_t {
 };
 
 /// Why an application ended abnormally. An open set: other values are carried as they are.
-enum class AppAbnormalExitReason : uint32_t { OTHER = 0, EIO = 1 };
+/// (EIO itself is a macro of the C library.)
+enum class AppAbnormalExitReason : uint32_t { OTHER = 0, IO_ERROR = 1 };
 
 }  // namespace Message
 }  // namespace ProcMgr
