@@ -1,0 +1,62 @@
+#include "daemons/grpownerd/options.h"
+
+#include <CLI/CLI.hpp>
+#include <cstdlib>
+
+namespace {
+
+constexpr const char* kDescription =
+    "Takes charge of a group of applications: asks the process manager to start them in the order of their "
+    "dependencies, follows them and restarts them by their policy.";
+
+constexpr const char* kFooter = R"(environment:
+  STARTUP_ENTRY_PATH    manifests, a file or a folder, when --entry-path is not given
+  PROCMGR_REPLACE_DATA  replacement data; by default replace.yaml beside STARTUP_ENTRY_PATH
+  PROCMGR_RUN_DIR       run directory of the process manager, /run/procmgr by default
+  PROCMGR_LOG_LEVEL     debug, info, warn, error, event or off
+  PROCMGR_LOG_FILE      file for the log instead of the standard error
+
+exit codes:
+  0  ended on SIGTERM or SIGINT
+  1  could not take charge: no process manager, or no valid configuration
+  2  wrong command line
+  3  the connection to the process manager was lost)";
+
+std::string EnvironmentOr(const char* key, const char* fallback) {
+    const char* value = std::getenv(key);
+    return value != nullptr && *value != '\0' ? value : fallback;
+}
+
+int CheckName(const OwnerOptions& options) {
+    if (!options.name.empty() && options.name.size() <= 128 && options.name.find('/') == std::string::npos) {
+        return 0;
+    }
+    std::fprintf(stderr, "grpownerd: the name '%s' must have 1 to 128 characters and no '/'; see --name\n",
+                 options.name.c_str());
+    return 2;
+}
+
+}  // namespace
+
+ParsedOptions ParseOptions(int argc, char** argv) {
+    ParsedOptions parsed;
+    OwnerOptions& options = parsed.options;
+    options.name = EnvironmentOr("PROC_NAME", "grpownerd");
+    CLI::App app(kDescription, "grpownerd");
+    app.footer(kFooter);
+    app.set_version_flag("--version", std::string("grpownerd ") + GRPOWNERD_VERSION);
+    app.add_option("--entry-path", options.entryPath,
+                   "Manifests, a file or a folder; such a path gets no replacement data");
+    app.add_option("--name", options.name, "Name of this owner; by default PROC_NAME, or grpownerd");
+    app.add_option("--resource", options.resource,
+                   "Serve the system-state manager under this resource name; by default nobody is served");
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        parsed.exitCode = app.exit(error) == 0 ? 0 : 2;
+        return parsed;
+    }
+    parsed.exitCode = CheckName(options);
+    parsed.run = parsed.exitCode == 0;
+    return parsed;
+}

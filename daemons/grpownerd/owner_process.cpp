@@ -1,0 +1,178 @@
+#include "daemons/grpownerd/owner_process.h"
+
+#include <poll.h>
+#include <sys/signalfd.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <system_error>
+#include <thread>
+
+#include "daemons/grpownerd/event_printer.h"
+#include "daemons/grpownerd/owner_news.h"
+#include "include/procmgr_grp_owner.h"
+#include "platform/include/owner_link.h"
+
+namespace {
+
+using ProcMgr::AppReportState;
+using ProcMgr::ProcMgrGrpOwner;
+
+// The platform's threads may call at any time until the process is gone: these two are never destroyed.
+EventPrinter& Printer() {
+    static EventPrinter& printer = *new EventPrinter;
+    return printer;
+}
+
+OwnerNews& News() {
+    static OwnerNews& news = *new OwnerNews;
+    return news;
+}
+
+const char* EventName(AppReportState state) {
+    static constexpr const char* kNames[] = {"SWITCH_ON",           "SWITCH_OFF",    "HEART_BEAT_LOST",
+                                             "HEART_BEAT_RECOVERY", "ABNORMAL_EXIT", "ACTIVELY_EXIT"};
+    const auto index = static_cast<size_t>(state);
+    return index < std::size(kNames) ? kNames[index] : "UNKNOWN";
+}
+
+bool OnAppState(const std::string& name, int pid, AppReportState state) {
+    Printer().Print(EventName(state), name, pid);
+    return true;
+}
+
+bool OnSystemState(int state, int timeoutMs) {
+    Printer().Say("SYSTEM_STATE", std::to_string(state) + ", within " + std::to_string(timeoutMs) + " ms");
+    return true;
+}
+
+void OnAppReport(const char* name, size_t nameLen, int pid, uint32_t state) {
+    const std::string app(name, nameLen);
+    const bool on = state == 0;
+    Printer().Print(on ? "REPORTED_READY" : "REPORTED_STOPPING", app, pid);
+    ProcMgrGrpOwner::GetInstance().ReportAppStateFromApp(app, pid,
+                                                         on ? AppReportState::SWITCH_ON : AppReportState::SWITCH_OFF);
+}
+
+void OnPipeLost(int /*fd*/) {
+    News().SetPipeLost();
+}
+
+ProcMgr::GrpOwnerCfg Configuration(const OwnerOptions& options) {
+    ProcMgr::GrpOwnerCfg cfg;
+    cfg.startupEntryPath = options.entryPath;
+    cfg.resFileName = options.resource;
+    cfg.ssServerEnable = !options.resource.empty();
+    return cfg;
+}
+
+void Boot(const OwnerOptions& options) {
+    ProcMgrGrpOwner& owner = ProcMgrGrpOwner::GetInstance();
+    owner.GrpOwnerConfig(Configuration(options));
+    owner.SubscribeAppState(OnAppState);
+    owner.SubscribeSystemState(OnSystemState);
+    if (owner.GrpOwnerEnable() != 0) {
+        News().SetBoot(BootState::FAILED);
+        return;
+    }
+    News().SetBoot(BootState::STARTING);
+    const bool allStarted = owner.StartAutoStartApp();
+    owner.ReportSelfStateToPm(true);
+    News().SetBoot(allStarted ? BootState::UP : BootState::PARTLY_UP);
+}
+
+int BlockAndOpenSignals() {
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGTERM);
+    sigaddset(&signals, SIGINT);
+    sigprocmask(SIG_BLOCK, &signals, nullptr);
+    return signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
+}
+
+void SayBoot(BootState state) {
+    switch (state) {
+        case BootState::UP:
+            return Printer().Say("UP", "every auto-boot application runs");
+        case BootState::PARTLY_UP:
+            return Printer().Say("PARTLY_UP", "not every auto-boot application runs; the log says which and why");
+        case BootState::FAILED:
+            std::fprintf(stderr,
+                         "grpownerd: cannot take charge of the group. The log says why; check that procmgrd runs on the "
+                         "same PROCMGR_RUN_DIR, that this user may connect to it, and that the manifests exist\n");
+            return;
+        default:
+            return;
+    }
+}
+
+// While the boot is under way its thread is inside the library, whose objects must then not be destroyed under it.
+[[noreturn]] void LeaveDuringBoot(int exitCode) {
+    std::fflush(stdout);
+    std::_Exit(exitCode);
+}
+
+int End(int exitCode, std::thread& boot) {
+    const BootState state = News().Boot();
+    if (state == BootState::CONNECTING || state == BootState::STARTING) {
+        LeaveDuringBoot(exitCode);
+    }
+    boot.join();
+    ProcMgrGrpOwner& owner = ProcMgrGrpOwner::GetInstance();
+    if (exitCode == kEnded) {
+        owner.ReportSelfStateToPm(false);
+    }
+    owner.GrpOwnerDisable();
+    return exitCode;
+}
+
+int WaitForTheEnd(int signalDescriptor, std::thread& boot) {
+    BootState told = BootState::CONNECTING;
+    for (;;) {
+        pollfd descriptors[] = {{signalDescriptor, POLLIN, 0}, {News().Descriptor(), POLLIN, 0}};
+        if (poll(descriptors, std::size(descriptors), -1) < 0 && errno != EINTR) {
+            throw std::system_error(errno, std::generic_category(), "poll");
+        }
+        if ((descriptors[0].revents & POLLIN) != 0) {
+            Printer().Say("ENDING", "asked to end; the applications stay with the process manager");
+            return End(kEnded, boot);
+        }
+        News().Drain();
+        if (News().IsPipeLost()) {
+            std::fprintf(stderr, "grpownerd: the connection to the process manager is lost; start procmgrd again, "
+                                 "then grpownerd\n");
+            return End(kPipeLost, boot);
+        }
+        const BootState state = News().Boot();
+        if (state != told) {
+            told = state;
+            SayBoot(state);
+        }
+        if (state == BootState::FAILED) {
+            boot.join();
+            return kNotEnabled;
+        }
+    }
+}
+
+}  // namespace
+
+int RunOwner(const OwnerOptions& options) {
+    const int signals = BlockAndOpenSignals();
+    if (signals < 0) {
+        throw std::system_error(errno, std::generic_category(), "signalfd");
+    }
+    setenv("PROC_NAME", options.name.c_str(), 1);
+    OwnerSetAppReportHandler(OnAppReport);
+    OwnerSetPipeLostHandler(OnPipeLost);
+    Printer().Say("CONNECTING", "as owner '" + options.name + "' to the process manager");
+    News();
+    std::thread boot(Boot, options);
+    const int exitCode = WaitForTheEnd(signals, boot);
+    close(signals);
+    return exitCode;
+}
