@@ -2,7 +2,8 @@
 
 #include <cstdio>
 
-EventPrinter::EventPrinter() : start_(std::chrono::steady_clock::now()) {}
+EventPrinter::EventPrinter() : start_(std::chrono::steady_clock::now()) {
+}
 
 double EventPrinter::Seconds() const {
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count();

@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 #include <cstdlib>
+#include <filesystem>
 
 namespace {
 
@@ -55,6 +56,10 @@ ParsedOptions ParseOptions(int argc, char** argv) {
     } catch (const CLI::ParseError& error) {
         parsed.exitCode = app.exit(error) == 0 ? 0 : 2;
         return parsed;
+    }
+    if (!options.entryPath.empty()) {
+        // The process manager reads the same path from a working directory of its own.
+        options.entryPath = std::filesystem::absolute(options.entryPath).string();
     }
     parsed.exitCode = CheckName(options);
     parsed.run = parsed.exitCode == 0;

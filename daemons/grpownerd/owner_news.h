@@ -1,5 +1,5 @@
-/// What other threads tell the main loop: that the boot is over, and that the process manager is gone. A descriptor that
-/// gets readable carries the news, so that the loop waits for it and for signals in one place.
+/// What other threads tell the main loop: that the boot is over, and that the process manager is gone. A descriptor
+/// that gets readable carries the news, so that the loop waits for it and for signals in one place.
 #ifndef GRPOWNERD_OWNER_NEWS_H
 #define GRPOWNERD_OWNER_NEWS_H
 

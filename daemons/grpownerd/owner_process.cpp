@@ -101,9 +101,10 @@ void SayBoot(BootState state) {
         case BootState::PARTLY_UP:
             return Printer().Say("PARTLY_UP", "not every auto-boot application runs; the log says which and why");
         case BootState::FAILED:
-            std::fprintf(stderr,
-                         "grpownerd: cannot take charge of the group. The log says why; check that procmgrd runs on the "
-                         "same PROCMGR_RUN_DIR, that this user may connect to it, and that the manifests exist\n");
+            std::fprintf(
+                stderr,
+                "grpownerd: cannot take charge of the group. The log says why; check that procmgrd runs on the "
+                "same PROCMGR_RUN_DIR, that this user may connect to it, and that the manifests exist\n");
             return;
         default:
             return;
@@ -143,8 +144,9 @@ int WaitForTheEnd(int signalDescriptor, std::thread& boot) {
         }
         News().Drain();
         if (News().IsPipeLost()) {
-            std::fprintf(stderr, "grpownerd: the connection to the process manager is lost; start procmgrd again, "
-                                 "then grpownerd\n");
+            std::fprintf(stderr,
+                         "grpownerd: the connection to the process manager is lost; start procmgrd again, "
+                         "then grpownerd\n");
             return End(kPipeLost, boot);
         }
         const BootState state = News().Boot();

@@ -1,0 +1,83 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <csignal>
+
+#include "tests/integration/group_fixture.h"
+
+using testing::HasSubstr;
+
+/// One of the two daemons is killed; the other says what happened, and a new start works.
+class Survivors : public GroupFixture {};
+
+TEST_F(Survivors, OwnerKilledDuringABootLeavesAManagerThatSaysSoAndAcceptsTheNextOwner) {
+    Manifests("a.yaml", R"(
+- {app_name: base, bin_path: $APP, is_auto_boot: true}
+- {app_name: mute, bin_path: $APP, is_reporting: true, is_auto_boot: true, depends: [base]}
+)");
+    ASSERT_NO_FATAL_FAILURE(StartManager());
+    StartOwner();
+    ASSERT_NE(owner_->WaitForLine("SWITCH_ON"), "") << "base is up, mute will never report: the boot is under way";
+    const pid_t base = PidOf("base");
+    owner_->Signal(SIGKILL);
+    owner_->WaitForExit();
+    ASSERT_NE(manager_->WaitForLine("test_owner"), "");
+    EXPECT_TRUE(IsAlive(base));
+
+    StartOwner();
+    ASSERT_NE(owner_->WaitForLine("SWITCH_ON"), "");
+    EXPECT_EQ(PidOf("base"), base) << "the application that still runs is taken over, not doubled";
+}
+
+TEST_F(Survivors, ManagerKilledMakesTheOwnerSayItAndEndWithItsOwnCode) {
+    Manifests("a.yaml", "{app_name: cam, bin_path: $APP, is_auto_boot: true}");
+    ASSERT_NO_FATAL_FAILURE(GroupFixture::Boot());
+    const pid_t cam = PidOf("cam");
+    manager_->Signal(SIGKILL);
+    manager_->WaitForExit();
+    EXPECT_EQ(owner_->WaitForExit(), 3);
+    EXPECT_THAT(owner_->Output(), HasSubstr("grpownerd: the connection to the process manager is lost"));
+
+    ASSERT_NO_FATAL_FAILURE(GroupFixture::Boot());
+    EXPECT_FALSE(IsAlive(cam)) << "the next process manager ends what the killed one left";
+    EXPECT_TRUE(IsAlive(PidOf("cam")));
+    EXPECT_EQ(LeftOver().size(), 3U) << "one application and the two daemons";
+}
+
+TEST_F(Survivors, BothKilledTheNextPairBootsWithoutDoubles) {
+    Manifests("a.yaml", R"(
+- {app_name: cam, bin_path: $APP, is_auto_boot: true}
+- {app_name: lidar, bin_path: $APP, is_auto_boot: true, depends: [cam]}
+)");
+    ASSERT_NO_FATAL_FAILURE(GroupFixture::Boot());
+    owner_->Signal(SIGKILL);
+    manager_->Signal(SIGKILL);
+    owner_->WaitForExit();
+    manager_->WaitForExit();
+    ASSERT_NO_FATAL_FAILURE(GroupFixture::Boot());
+    EXPECT_EQ(LeftOver().size(), 4U) << "two applications and the two daemons";
+}
+
+TEST_F(Survivors, ManagerAskedToEndWhileAnOwnerIsConnectedStopsItsApplications) {
+    Manifests("a.yaml", "{app_name: cam, bin_path: $APP, is_auto_boot: true, restart: on-forever}");
+    ASSERT_NO_FATAL_FAILURE(GroupFixture::Boot());
+    const pid_t cam = PidOf("cam");
+    manager_->Signal(SIGTERM);
+    EXPECT_EQ(manager_->WaitForExit(), 0);
+    EXPECT_EQ(owner_->WaitForExit(), 3);
+    EXPECT_FALSE(IsAlive(cam));
+}
+
+TEST_F(Survivors, ReturningOwnerFindsAReadinessThatWasGivenBefore) {
+    Manifests("a.yaml", R"(
+- {app_name: slow, bin_path: $APP, arguments: [--ready-after, "50"], is_reporting: true, is_auto_boot: true}
+- {app_name: user, bin_path: $APP, is_auto_boot: true, depends: [slow]}
+)");
+    ASSERT_NO_FATAL_FAILURE(GroupFixture::Boot());
+    const pid_t slow = PidOf("slow");
+    owner_->Signal(SIGKILL);
+    owner_->WaitForExit();
+    StartOwner();
+    ASSERT_NE(owner_->WaitForLine("] UP "), "") << owner_->Output();
+    EXPECT_EQ(PidOf("slow"), slow);
+}
