@@ -16,6 +16,15 @@ std::string_view FieldReader::Next() {
     return field;
 }
 
+std::string_view FieldReader::NextOrRest() {
+    if (rest_.find(kFieldEnd) != std::string_view::npos) {
+        return Next();
+    }
+    const std::string_view field = rest_;
+    rest_ = {};
+    return field;
+}
+
 void FieldReader::Fail() {
     hasFailed_ = true;
     rest_ = {};

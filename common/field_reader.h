@@ -31,11 +31,11 @@ public:
         return Parse<Number>(Next());
     }
 
-    /// A number at the end of the text, with or without its '#'. Without one the whole rest must be the number.
+    /// A number that may be the end of the text, with or without its '#'. Without one the whole rest is the number.
     template <typename Number>
     Number ReadLastNumber() {
         static_assert(std::is_integral_v<Number> && !std::is_same_v<Number, bool>);
-        return Parse<Number>(hasFailed_ ? std::string_view() : rest_.substr(0, rest_.find(kFieldEnd)));
+        return Parse<Number>(NextOrRest());
     }
 
     bool HasFailed() const { return hasFailed_; }
@@ -45,6 +45,7 @@ public:
 
 private:
     std::string_view Next();
+    std::string_view NextOrRest();
     void Fail();
 
     template <typename Number>

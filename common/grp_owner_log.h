@@ -42,7 +42,6 @@ constexpr const char* BaseName(const char* path) {
 #define GRP_OWNER_LOG_KIND(...) \
     GRP_OWNER_LOG_PICK(__VA_ARGS__, MANY, MANY, MANY, MANY, MANY, MANY, MANY, MANY, ONE, unused)
 #define GRP_OWNER_LOG_JOIN(a, b) a##b
-#define GRP_OWNER_LOG_CALL(kind) GRP_OWNER_LOG_JOIN(GRP_OWNER_LOG_, kind)
 
 #define GRP_OWNER_LOG_SYSLOG_ONE(priority, format) syslog(priority, format)
 #define GRP_OWNER_LOG_SYSLOG_MANY(priority, format, ...) syslog(priority, format, __VA_ARGS__)

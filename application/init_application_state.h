@@ -1,0 +1,26 @@
+/// The state Init: it was never started. See application_state.h.
+#ifndef PROCMGR_APPLICATION_INIT_APPLICATION_STATE_H
+#define PROCMGR_APPLICATION_INIT_APPLICATION_STATE_H
+
+#include "application/application_state.h"
+
+namespace ProcMgr {
+
+class InitApplicationState : public ApplicationState {
+public:
+    explicit InitApplicationState(Application* owner) : ApplicationState(AppStateType::INIT_STATE, owner) {}
+
+    bool Start() override;
+    bool Term() override;
+    bool Restart() override;
+    AppChangeState ReportRunningNormalStartFromProcMgr() override;
+    AppChangeState ReportRunningAbnormalTermTimeoutFromProcMgr() override;
+    AppChangeState ReportRunningNormalReStartFromProcMgr() override;
+    AppChangeState ReportTerminatedNormalFromProcMgr() override;
+    AppChangeState ReportTerminatedAbnormalFromProcMgr(unsigned reason) override;
+    AppChangeState ReportRunningNormalStartFromApp() override;
+};
+
+}  // namespace ProcMgr
+
+#endif
