@@ -1,0 +1,53 @@
+/// Reads application manifests from YAML. No state: every call stands alone and may be made from any thread at once, so
+/// that one process can hold the manifests of several owners. Nothing is logged and nothing is thrown.
+///
+/// The format is described in docs/manifests.md.
+#ifndef PROCMGR_PLATFORM_POSIX_MANIFEST_MANIFEST_LOADER_H
+#define PROCMGR_PLATFORM_POSIX_MANIFEST_MANIFEST_LOADER_H
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "platform/include/application_manifest.h"
+
+namespace ProcMgr {
+
+/// One thing that is wrong and what to do about it.
+struct ManifestError {
+    std::string file;
+    int line = 0;  ///< counted from 1; 0 when the error concerns the whole file
+    int column = 0;
+    std::string key;  ///< the manifest key it is about; may be empty
+    std::string text;
+};
+
+struct LoadResult {
+    /// The good manifests, each name once, in reading order: files in name order, entries as they stand in the file.
+    std::vector<ApplicationManifest> manifests;
+    std::vector<ManifestError> errors;
+    /// What works but may not be meant: a second manifest of a name, a dependency without a manifest, an empty file.
+    std::vector<ManifestError> warnings;
+};
+
+/// Reads every manifest under `path`: a file, or the *.yaml and *.yml of a folder except its replacement data.
+/// `${KEY}` is replaced from `matchData`. A bad manifest gives errors and hides no other manifest.
+[[nodiscard]] LoadResult LoadManifests(const std::string& path, const std::map<std::string, std::string>& matchData);
+
+/// "file:line:column: key 'k': text" in one line of printable text; leaves out what is not known.
+[[nodiscard]] std::string FormatError(const ManifestError& error);
+
+/// The part of `name` before its first '@' when `name` can be an instance, otherwise the empty string.
+[[nodiscard]] std::string TemplateOf(const std::string& name);
+
+/// True when `name` is `templateName`, '@' and an instance part that is not empty. A template is no instance of itself.
+/// Says nothing about whether a manifest of that template exists.
+[[nodiscard]] bool IsInstanceOf(const std::string& templateName, const std::string& name);
+
+/// The file that a shared-object application loads: `so_path` joined with `so_name`; the one that is given when the
+/// other is empty. A result without a slash is searched by the dynamic loader.
+[[nodiscard]] std::string SharedObjectFile(const ApplicationManifest& manifest);
+
+}  // namespace ProcMgr
+
+#endif
