@@ -42,6 +42,9 @@ Environment OwnVariables(const std::string& appName, bool isReporting, const Lau
         own.emplace_back(ParameterVariable(index), Join(values));
     }
     own.emplace_back("PROCMGR_RUN_DIR", request.runDir);
+    if (!request.ownerName.empty()) {
+        own.emplace_back("PROCMGR_OWNER", request.ownerName);
+    }
     if (isReporting && !request.appSocketPath.empty()) {
         own.emplace_back("PROCMGR_APP_SOCKET", request.appSocketPath);
     }
@@ -50,7 +53,8 @@ Environment OwnVariables(const std::string& appName, bool isReporting, const Lau
 
 /// By these we find an application and it finds us; a manifest cannot give them another meaning.
 bool IsReserved(const std::string& name) {
-    constexpr std::array<const char*, 3> kNames = {"PROCMGR_APP_NAME", "PROCMGR_RUN_DIR", "PROCMGR_APP_SOCKET"};
+    constexpr std::array<const char*, 4> kNames = {"PROCMGR_APP_NAME", "PROCMGR_RUN_DIR", "PROCMGR_OWNER",
+                                                   "PROCMGR_APP_SOCKET"};
     return std::find(kNames.begin(), kNames.end(), name) != kNames.end() || name.rfind("PROCMGR_PARA_", 0) == 0;
 }
 

@@ -36,6 +36,7 @@ struct LaunchRequest {
     std::vector<std::string> arguments;                       ///< empty: the manifest's own arguments
     std::map<int32_t, std::vector<std::string>> dynamicPara;  ///< values by index
     OwnerIdentity owner;
+    std::string ownerName;  ///< as its pipe hello carries it
     std::string runDir;
     std::string appSocketPath;  ///< handed to applications that report themselves
     std::string soHostPath;     ///< runs shared objects without a process_bind_path; see FindSoHost

@@ -23,7 +23,7 @@ namespace ProcMgr {
 
 enum class LaunchStage : uint32_t {
     NONE = 0,            ///< it was started
-    PREPARE = 1,         ///< before fork: descriptors, an attribute that cannot hold
+    PREPARE = 1,         ///< before fork: no descriptors
     FORK = 2,            ///
     RECORD = 3,          ///< `beforeExec` said no; ECANCELED
     SESSION = 4,         ///

@@ -5,7 +5,8 @@
 /// cannot be written (disk full, disk slow, the daemon's own output stuck) they are dropped and counted, and the next
 /// line that can be written is preceded by "[procmgrd: <n> lines dropped]".
 ///
-/// Single-threaded: everything here belongs to the loop's thread. Nothing throws on input.
+/// Single-threaded: everything here belongs to the loop's thread. The daemon ignores SIGPIPE (its own output can be a
+/// pipe whose reader is gone).
 #ifndef PROCMGR_DAEMONS_PROCMGRD_LAUNCH_OUTPUT_LOG_H
 #define PROCMGR_DAEMONS_PROCMGRD_LAUNCH_OUTPUT_LOG_H
 
@@ -40,9 +41,9 @@ struct OutputLogOptions {
 /// The log of one application, over all its starts.
 class OutputLog {
 public:
-    OutputLog(std::string appName, OutputLogOptions options);
+    OutputLog(const std::string& appName, OutputLogOptions options);
 
-    /// Writes `lines`, each ended by a newline, or counts them as dropped.
+    /// Writes `lines`, each ended by a newline, or counts them as dropped. No lines: only tells what was dropped.
     void Write(std::string_view lines);
 
     /// Lines dropped since the start; includes those already told.
@@ -52,16 +53,19 @@ public:
     const std::string& Path() const { return path_; }
 
 private:
-    bool WriteToFile(std::string_view lines);
-    bool WriteToDaemon(std::string_view lines);
+    void WriteToFile(std::string_view lines);
+    void WriteToDaemon(std::string_view lines);
+    std::string_view WriteWholeLines(std::string_view lines);
+    size_t RoomInFile() const;
     bool OpenFile();
-    void RotateIfFull(size_t more);
+    bool Rotate();
+    size_t WriteSome(std::string_view text);
     void Drop(std::string_view lines);
-    std::string DropNotice();
+    std::string DropNotice() const;
     std::chrono::steady_clock::time_point Now() const;
 
-    const std::string appName_;
     const OutputLogOptions options_;
+    const std::string safeName_;
     const std::string path_;
     UniqueFd file_;
     size_t fileBytes_ = 0;

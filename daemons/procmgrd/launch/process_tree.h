@@ -4,7 +4,7 @@
 ///  - the leader, and every descendant that the parent links lead to, whatever session or group it made for itself;
 ///  - every member of the leader's session or process group, and the descendants of those;
 ///  - a descendant that has lost its way up (its parents ended, it made its own session): it is known by the
-///    PROCMGR_APP_NAME and PROCMGR_RUN_DIR that it inherited.
+///    PROCMGR_APP_NAME, PROCMGR_OWNER and PROCMGR_RUN_DIR that it inherited.
 /// The daemon is a child subreaper, so the last kind becomes a child of the daemon and can be reaped there.
 ///
 /// Numbers of processes are used again by the kernel. A process is therefore named by number and start time; every
@@ -55,6 +55,7 @@ struct ProcessStat {
 struct TreeRoot {
     ProcessId leader;
     std::string appName;
+    std::string owner;
     std::string runDir;
 };
 
@@ -68,12 +69,13 @@ bool IsAlive(const ProcessId& process, const std::string& procRoot = kProcRoot);
 using ProcessTable = std::map<pid_t, ProcessStat>;
 ProcessTable ReadProcessTable(const std::string& procRoot = kProcRoot);
 
-/// The live processes of the tree in that table, the leader first. A leader that has ended but is not yet reaped still
+/// The live processes of each tree in that table, the leader first. A leader that has ended but is not yet reaped still
 /// vouches for its session; once reaped, its number may be somebody else's, and members of the session are only taken
 /// when their environment names the application too. So signal what is left of a tree before reaping its leader.
-/// Never contains the calling process or one of its ancestors.
-std::vector<ProcessId> FindTree(const ProcessTable& table, const TreeRoot& root,
-                                const std::string& procRoot = kProcRoot);
+/// Looks into the environment of other processes of the table, once for all trees. Never contains the calling process
+/// or one of its ancestors.
+std::vector<std::vector<ProcessId>> FindTrees(const ProcessTable& table, const std::vector<TreeRoot>& roots,
+                                              const std::string& procRoot = kProcRoot);
 
 /// A descriptor of exactly that process, or none when it is gone.
 UniqueFd OpenProcess(const ProcessId& process, const std::string& procRoot = kProcRoot);
@@ -81,13 +83,16 @@ UniqueFd OpenProcess(const ProcessId& process, const std::string& procRoot = kPr
 /// Sends a signal to one process. False when it is gone or may not be signalled.
 bool SignalProcess(const ProcessId& process, int signalNumber, const std::string& procRoot = kProcRoot);
 
-/// Sends the signal once to each process of each tree, and looks again until nobody new appears (at most
-/// kSignalRounds times), so that a child made meanwhile does not escape. Returns those that were signalled. Never
-/// blocks. A daemon that ends many applications at once passes all of them in one call: each look at /proc serves
-/// every tree.
+/// Sends the signal once to each process of each tree and returns those that got it. Never blocks. SIGKILL is repeated
+/// for processes that appear meanwhile (at most kSignalRounds looks), so that a child made just then does not escape;
+/// other signals go to those that one look shows.
+///
+/// `leaders`: the numbers of all processes that Launch started and that are not reaped yet. As long as this process has
+/// no other child, each tree is found by its parent links alone, which costs a few file reads per process of the tree
+/// and nothing for other applications; otherwise the whole of /proc is looked through, once for all `roots`.
 inline constexpr int kSignalRounds = 5;
-std::set<ProcessId> SignalTrees(const std::vector<TreeRoot>& roots, int signalNumber);
-std::set<ProcessId> SignalTree(const TreeRoot& root, int signalNumber);
+std::set<ProcessId> SignalTrees(const std::vector<TreeRoot>& roots, int signalNumber, const std::set<pid_t>& leaders);
+std::set<ProcessId> SignalTree(const TreeRoot& root, int signalNumber, const std::set<pid_t>& leaders);
 
 /// True when `pid` is the leader or belongs to it by parent links, session or process group; its environment is not
 /// asked, since a process can choose it. For the check of a sender's kernel credentials. A process that is gone

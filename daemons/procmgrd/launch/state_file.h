@@ -52,15 +52,16 @@ std::vector<Leftover> EndLeftovers(const std::vector<Leftover>& leftovers, const
 /// The records of this daemon. One writer at a time, kept by a lock beside the file that ends with the process.
 class StateFile {
 public:
-    /// Takes the lock <path>.lock and reads what is there. False with EWOULDBLOCK while another daemon has it, or with
-    /// the errno of the file system. The old content stays until Clear, so that a daemon that is killed while it ends
-    /// leftovers still leaves them on record.
+    /// Takes the lock <path>.lock. False with EWOULDBLOCK while another daemon has it, or with the errno of the file
+    /// system. The content stays until Clear, so that a daemon that is killed while it ends leftovers still leaves them
+    /// on record.
     [[nodiscard]] bool Open(const std::string& path, int& error);
 
     /// Starts empty; call after EndLeftovers. Replaces the file in one step.
     [[nodiscard]] bool Clear(int& error);
 
-    /// Appends one record. False with errno when it could not be written; the application should then not be started.
+    /// Appends one record; after Clear. False with errno when it could not be written; the application should then not
+    /// be started.
     [[nodiscard]] bool Add(const StateRecord& record, int& error);
 
     /// The application's tree is gone. Now and then the file is rewritten without the ended ones. A failure only
@@ -77,7 +78,8 @@ private:
     UniqueFd lock_;
     UniqueFd file_;
     std::map<ProcessId, StateRecord> records_;
-    size_t lines_ = 0;
+    size_t lines_ = 0;     ///< in the file
+    bool isTorn_ = false;  ///< the file ends inside a line
 };
 
 }  // namespace ProcMgr

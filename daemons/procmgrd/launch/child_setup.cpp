@@ -1,0 +1,199 @@
+#include "daemons/procmgrd/launch/child_setup.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <linux/close_range.h>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+
+namespace ProcMgr {
+namespace {
+
+constexpr int kFirstFdAboveStdio = 3;
+constexpr int kExitWithoutExec = 127;
+
+int ErrnoOf(long result) {
+    return result < 0 ? errno : 0;
+}
+
+/// The daemon's handlers, ignored signals and mask are not the application's.
+void ResetSignals() {
+    struct sigaction byDefault {};
+    byDefault.sa_handler = SIG_DFL;
+    for (int number = 1; number < NSIG; ++number) {
+        ::sigaction(number, &byDefault, nullptr);
+    }
+    sigset_t none;
+    sigemptyset(&none);
+    ::sigprocmask(SIG_SETMASK, &none, nullptr);
+}
+
+int BecomeSessionLeader(const ChildPlan&) {
+    return ErrnoOf(::setsid());
+}
+
+/// Marks what is left to be closed by the exec, so that the report pipe lives until then.
+int MarkDescriptors(const ChildPlan& plan) {
+    if (plan.highestFd < 0) {
+        return ErrnoOf(::syscall(SYS_close_range, kFirstFdAboveStdio, ~0U, CLOSE_RANGE_CLOEXEC));
+    }
+    for (int fd = kFirstFdAboveStdio; fd <= plan.highestFd; ++fd) {
+        ::fcntl(fd, F_SETFD, FD_CLOEXEC);
+    }
+    return 0;
+}
+
+int SetUpStdio(const ChildPlan& plan) {
+    const bool done = ::dup2(plan.nullFd, STDIN_FILENO) >= 0 && ::dup2(plan.outputFd, STDOUT_FILENO) >= 0 &&
+                      ::dup2(plan.outputFd, STDERR_FILENO) >= 0;
+    return done ? MarkDescriptors(plan) : errno;
+}
+
+int JoinGroup(const char* procsFile) {
+    const int file = ::open(procsFile, O_WRONLY | O_CLOEXEC);
+    if (file < 0) {
+        return errno;
+    }
+    const int error = ErrnoOf(::write(file, "0", 1));
+    ::close(file);
+    return error;
+}
+
+int JoinResourceGroup(const ChildPlan& plan) {
+    int first = 0;
+    for (char* const* file = plan.groupFiles.data(); *file != nullptr; ++file) {
+        const int error = JoinGroup(*file);
+        first = first == 0 ? error : first;
+    }
+    return first;
+}
+
+/// The kernel drops cores that it does not have without a word; asked for and not got is a failure.
+int SetAffinity(const ChildPlan& plan) {
+    if (!plan.hasCores) {
+        return 0;
+    }
+    cpu_set_t got;
+    CPU_ZERO(&got);
+    if (::sched_setaffinity(0, sizeof plan.cores, &plan.cores) != 0 || ::sched_getaffinity(0, sizeof got, &got) != 0) {
+        return errno;
+    }
+    return CPU_EQUAL(&got, &plan.cores) ? 0 : EINVAL;
+}
+
+int SetScheduling(const ChildPlan& plan) {
+    if (plan.schedulingClass == kNoSchedulingClass) {
+        return 0;
+    }
+    sched_param param{};
+    param.sched_priority = plan.schedulingPriority;
+    return ErrnoOf(::sched_setscheduler(0, plan.schedulingClass, &param));
+}
+
+// The C library's own calls would lock and signal other threads.
+int SetGroups(const ChildPlan& plan) {
+    return plan.changesIdentity ? ErrnoOf(::syscall(SYS_setgroups, plan.groups.size(), plan.groups.data())) : 0;
+}
+
+int SetGid(const ChildPlan& plan) {
+    return plan.changesIdentity ? ErrnoOf(::syscall(SYS_setresgid, plan.gid, plan.gid, plan.gid)) : 0;
+}
+
+int SetUid(const ChildPlan& plan) {
+    return plan.changesIdentity ? ErrnoOf(::syscall(SYS_setresuid, plan.uid, plan.uid, plan.uid)) : 0;
+}
+
+/// After the change of identity, which clears it. A parent that is gone by now will send nothing.
+int SetParentDeathSignal(const ChildPlan& plan) {
+    if (plan.parentDeathSignal == 0) {
+        return 0;
+    }
+    const int error = ErrnoOf(::prctl(PR_SET_PDEATHSIG, plan.parentDeathSignal));
+    return error == 0 && ::getppid() != plan.parent ? ESRCH : error;
+}
+
+int Execute(const ChildPlan& plan) {
+    ::execve(plan.executable, plan.argv.data(), plan.environment.data());
+    return errno;
+}
+
+struct Step {
+    LaunchStage stage;
+    int (*apply)(const ChildPlan&);
+};
+
+constexpr Step kFirst[] = {{LaunchStage::SESSION, BecomeSessionLeader}, {LaunchStage::STDIO, SetUpStdio}};
+constexpr Step kResources[] = {{LaunchStage::RESOURCE_GROUP, JoinResourceGroup},
+                               {LaunchStage::AFFINITY, SetAffinity},
+                               {LaunchStage::REAL_TIME, SetScheduling}};
+constexpr Step kIdentity[] = {{LaunchStage::GROUPS, SetGroups}, {LaunchStage::GID, SetGid}, {LaunchStage::UID, SetUid}};
+constexpr Step kLast[] = {{LaunchStage::PARENT_DEATH, SetParentDeathSignal}, {LaunchStage::EXEC, Execute}};
+
+template <size_t count>
+void Apply(const ChildPlan& plan, const Step (&steps)[count]) {
+    for (const Step& step : steps) {
+        const int error = step.apply(plan);
+        if (error == 0) {
+            continue;
+        }
+        const bool isFatal = plan.isFatal[static_cast<size_t>(step.stage)];
+        const ChildReport report{isFatal ? 1U : 0U, step.stage, error};
+        const ssize_t written = ::write(plan.reportFd, &report, sizeof report);
+        if (isFatal || written < 0) {
+            ::_exit(kExitWithoutExec);
+        }
+    }
+}
+
+/// Nothing of the application happens before the daemon has written down that this process exists.
+void AwaitGo(const ChildPlan& plan) {
+    ::close(plan.goWriteFd);
+    char byte = 0;
+    ssize_t length = 0;
+    do {
+        length = ::read(plan.goFd, &byte, 1);
+    } while (length < 0 && errno == EINTR);
+    if (length != 1) {
+        ::_exit(kExitWithoutExec);
+    }
+}
+
+}  // namespace
+
+int HighestFdWithoutCloseRange() {
+    if (::syscall(SYS_close_range, ~0U, ~0U, CLOSE_RANGE_CLOEXEC) == 0) {
+        return -1;
+    }
+    int highest = kFirstFdAboveStdio;
+    DIR* const dir = ::opendir("/proc/self/fd");
+    for (const dirent* entry = dir != nullptr ? ::readdir(dir) : nullptr; entry != nullptr; entry = ::readdir(dir)) {
+        highest = std::max(highest, std::atoi(entry->d_name));
+    }
+    if (dir != nullptr) {
+        ::closedir(dir);
+    }
+    return highest;
+}
+
+void RunChild(const ChildPlan& plan) {
+    ResetSignals();
+    AwaitGo(plan);
+    Apply(plan, kFirst);
+    if (plan.claimsAsRoot) {
+        Apply(plan, kResources);
+        Apply(plan, kIdentity);
+    } else {
+        Apply(plan, kIdentity);
+        Apply(plan, kResources);
+    }
+    Apply(plan, kLast);
+    ::_exit(kExitWithoutExec);
+}
+
+}  // namespace ProcMgr

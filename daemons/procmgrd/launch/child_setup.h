@@ -1,0 +1,60 @@
+/// The way of a child from fork to exec. Everything in the plan was made before fork; nothing here allocates, locks or
+/// throws.
+#ifndef PROCMGR_DAEMONS_PROCMGRD_LAUNCH_CHILD_SETUP_H
+#define PROCMGR_DAEMONS_PROCMGRD_LAUNCH_CHILD_SETUP_H
+
+#include <sched.h>
+#include <sys/types.h>
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "daemons/procmgrd/launch/launcher.h"
+
+namespace ProcMgr {
+
+inline constexpr size_t kLaunchStageCount = static_cast<size_t>(LaunchStage::EXEC) + 1;
+
+struct ChildPlan {
+    int nullFd = -1;
+    int outputFd = -1;
+    int goFd = -1;       ///< one byte: go on; end of the stream: the daemon is gone
+    int goWriteFd = -1;  ///< the daemon's end of it, which fork copied
+    int reportFd = -1;
+    int highestFd = -1;             ///< when the kernel cannot mark a range of descriptors
+    std::vector<char*> groupFiles;  ///< these three end with a null pointer
+    std::vector<char*> argv;
+    std::vector<char*> environment;
+    const char* executable = nullptr;
+    bool hasCores = false;
+    cpu_set_t cores{};
+    int schedulingClass = kNoSchedulingClass;
+    int schedulingPriority = 0;
+    bool changesIdentity = false;
+    bool claimsAsRoot = true;  ///< resources first, then the identity; otherwise the other way round
+    uid_t uid = 0;
+    gid_t gid = 0;
+    std::vector<gid_t> groups;
+    int parentDeathSignal = 0;
+    pid_t parent = -1;
+    std::array<bool, kLaunchStageCount> isFatal{};
+};
+
+/// One message of the child, written in one piece.
+struct ChildReport {
+    uint32_t isFatal = 0;
+    LaunchStage stage = LaunchStage::NONE;
+    int32_t error = 0;
+};
+
+/// -1 when the kernel can mark a range; otherwise the highest descriptor in use. Call before fork.
+int HighestFdWithoutCloseRange();
+
+/// Becomes the application, or reports and ends with the exit code 127.
+[[noreturn]] void RunChild(const ChildPlan& plan);
+
+}  // namespace ProcMgr
+
+#endif

@@ -1,0 +1,309 @@
+#include "daemons/procmgrd/launch/state_file.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <charconv>
+#include <cstdint>
+#include <cstdio>
+#include <fstream>
+#include <functional>
+#include <optional>
+#include <set>
+#include <sstream>
+#include <string_view>
+
+namespace ProcMgr {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr mode_t kStateMode = 0600;
+constexpr size_t kSpareLines = 64;  ///< lines of ended applications that a file may hold before it is rewritten
+constexpr const char* kHeader = "procmgr-state 1 ";
+
+std::string BootId(const std::string& procRoot) {
+    std::ifstream file(procRoot + "/sys/kernel/random/boot_id");
+    std::string id;
+    file >> id;
+    return id;
+}
+
+/// Blanks, newlines, NUL and the percent sign itself become %XX.
+std::string Encode(const std::string& text) {
+    std::string encoded;
+    for (const char byte : text) {
+        std::array<char, 4> hex{};
+        const bool stays = byte > ' ' && byte < 0x7F && byte != '%';
+        std::snprintf(hex.data(), hex.size(), "%%%02X", static_cast<unsigned>(static_cast<unsigned char>(byte)));
+        encoded += stays ? std::string(1, byte) : std::string(hex.data());
+    }
+    return encoded;
+}
+
+std::string Decode(const std::string& encoded) {
+    std::string text;
+    for (size_t at = 0; at < encoded.size(); ++at) {
+        unsigned char byte = 0;
+        const char* const hex = encoded.data() + at + 1;
+        if (encoded[at] == '%' && at + 2 < encoded.size() && std::from_chars(hex, hex + 2, byte, 16).ptr == hex + 2) {
+            text += static_cast<char>(byte);
+            at += 2;
+        } else {
+            text += encoded[at];
+        }
+    }
+    return text;
+}
+
+std::string Checksum(std::string_view text) {
+    uint32_t hash = 2166136261U;
+    for (const char byte : text) {
+        hash = (hash ^ static_cast<unsigned char>(byte)) * 16777619U;
+    }
+    std::array<char, 9> hex{};
+    std::snprintf(hex.data(), hex.size(), "%08x", hash);
+    return hex.data();
+}
+
+std::string Sealed(const std::string& text) {
+    return text + " " + Checksum(text) + "\n";
+}
+
+std::string NumbersOf(const ProcessId& process) {
+    return std::to_string(process.pid) + " " + std::to_string(process.startTime);
+}
+
+std::string StartLine(const StateRecord& record) {
+    return Sealed("+ " + NumbersOf(record.process) + " name=" + Encode(record.appName) +
+                  " owner=" + Encode(record.owner));
+}
+
+std::string EndLine(const ProcessId& process) {
+    return Sealed("- " + NumbersOf(process));
+}
+
+/// The text before the checksum, when that is right.
+std::optional<std::string> Unseal(const std::string& line) {
+    const size_t end = line.rfind(' ');
+    if (end == std::string::npos || Checksum(std::string_view(line).substr(0, end)) != line.substr(end + 1)) {
+        return std::nullopt;
+    }
+    return line.substr(0, end);
+}
+
+std::string AfterPrefix(const std::string& field, const std::string& prefix) {
+    return field.rfind(prefix, 0) == 0 ? Decode(field.substr(prefix.size())) : std::string();
+}
+
+void Replay(const std::string& text, std::map<ProcessId, StateRecord>& records) {
+    std::istringstream fields(text);
+    std::string kind;
+    std::string name;
+    std::string owner;
+    StateRecord record;
+    if (!(fields >> kind >> record.process.pid >> record.process.startTime) || record.process.pid <= 1) {
+        return;
+    }
+    if (kind == "-") {
+        records.erase(record.process);
+    } else if (kind == "+" && fields >> name >> owner) {
+        record.appName = AfterPrefix(name, "name=");
+        record.owner = AfterPrefix(owner, "owner=");
+        records[record.process] = record;
+    }
+}
+
+std::map<ProcessId, StateRecord> ReadRecords(const std::string& path, const std::string& procRoot) {
+    std::map<ProcessId, StateRecord> records;
+    std::ifstream file(path);
+    std::string line;
+    if (!std::getline(file, line) || line != kHeader + BootId(procRoot)) {
+        return records;
+    }
+    while (std::getline(file, line)) {
+        const auto text = Unseal(line);
+        if (text && !file.eof()) {
+            Replay(*text, records);
+        }
+    }
+    return records;
+}
+
+std::vector<Leftover> FindLiving(const std::vector<StateRecord>& records, const std::string& runDir,
+                                 const std::string& procRoot) {
+    std::vector<TreeRoot> roots;
+    roots.reserve(records.size());
+    for (const StateRecord& record : records) {
+        roots.push_back({record.process, record.appName, record.owner, runDir});
+    }
+    auto trees = FindTrees(ReadProcessTable(procRoot), roots, procRoot);
+    std::vector<Leftover> living;
+    for (size_t i = 0; i < records.size(); ++i) {
+        if (!trees[i].empty()) {
+            living.push_back({records[i], std::move(trees[i])});
+        }
+    }
+    return living;
+}
+
+/// False when the deadline passed first. One at a time, so that any number of processes needs one descriptor only.
+bool AwaitEnd(const ProcessId& process, Clock::time_point deadline) {
+    const UniqueFd pidfd = OpenProcess(process);
+    while (pidfd.IsOpen()) {
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
+        pollfd waiting{pidfd.Get(), POLLIN, 0};
+        const int ready = ::poll(&waiting, 1, static_cast<int>(std::max<int64_t>(left, 0)));
+        if (ready > 0) {
+            return true;
+        }
+        if (ready == 0) {
+            return false;
+        }
+    }
+    return true;
+}
+
+void Signal(const std::vector<Leftover>& leftovers, int signalNumber) {
+    for (const Leftover& leftover : leftovers) {
+        for (const ProcessId& process : leftover.processes) {
+            SignalProcess(process, signalNumber);
+        }
+    }
+}
+
+bool AwaitAll(const std::vector<Leftover>& leftovers, Clock::time_point deadline) {
+    bool allEnded = true;
+    for (const Leftover& leftover : leftovers) {
+        for (const ProcessId& process : leftover.processes) {
+            allEnded = AwaitEnd(process, deadline) && allEnded;
+        }
+    }
+    return allEnded;
+}
+
+bool WriteWhole(int file, const std::string& text, int& error) {
+    const ssize_t length = ::write(file, text.data(), text.size());
+    if (length == static_cast<ssize_t>(text.size())) {
+        return true;
+    }
+    error = length < 0 ? errno : ENOSPC;
+    return false;
+}
+
+}  // namespace
+
+std::vector<Leftover> FindLeftovers(const std::string& path, const std::string& runDir, const std::string& procRoot) {
+    std::vector<StateRecord> records;
+    for (const auto& [process, record] : ReadRecords(path, procRoot)) {
+        records.push_back(record);
+    }
+    return FindLiving(records, runDir, procRoot);
+}
+
+std::vector<Leftover> EndLeftovers(const std::vector<Leftover>& leftovers, const std::string& runDir,
+                                   const EndLeftoversLimits& limits) {
+    std::vector<StateRecord> records;
+    records.reserve(leftovers.size());
+    for (const Leftover& leftover : leftovers) {
+        records.push_back(leftover.record);
+    }
+    Signal(leftovers, SIGTERM);
+    AwaitAll(leftovers, Clock::now() + limits.afterTerm);
+    const auto deadline = Clock::now() + limits.afterKill;
+    std::vector<Leftover> left = FindLiving(records, runDir, kProcRoot);
+    while (!left.empty()) {
+        Signal(left, SIGKILL);
+        const bool allEnded = AwaitAll(left, deadline);
+        left = FindLiving(records, runDir, kProcRoot);
+        if (!allEnded || Clock::now() > deadline) {
+            break;
+        }
+    }
+    return left;
+}
+
+bool StateFile::Open(const std::string& path, int& error) {
+    UniqueFd lock(::open((path + ".lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, kStateMode));
+    if (!lock.IsOpen()) {
+        error = errno;
+        return false;
+    }
+    // A record lock, because children do not inherit it: it ends with the daemon itself.
+    struct flock whole {};
+    whole.l_type = F_WRLCK;
+    whole.l_whence = SEEK_SET;
+    if (::fcntl(lock.Get(), F_SETLK, &whole) != 0) {
+        error = errno == EACCES || errno == EAGAIN ? EWOULDBLOCK : errno;
+        return false;
+    }
+    path_ = path;
+    lock_ = std::move(lock);
+    return true;
+}
+
+bool StateFile::Clear(int& error) {
+    records_.clear();
+    return Rewrite(error);
+}
+
+bool StateFile::Add(const StateRecord& record, int& error) {
+    if (!Append(StartLine(record), error)) {
+        return false;
+    }
+    records_[record.process] = record;
+    return true;
+}
+
+void StateFile::Remove(const ProcessId& process) {
+    if (records_.erase(process) == 0) {
+        return;
+    }
+    int ignored = 0;
+    if (lines_ > kSpareLines + 2 * records_.size()) {
+        Rewrite(ignored);
+    } else {
+        Append(EndLine(process), ignored);
+    }
+}
+
+bool StateFile::Append(const std::string& line, int& error) {
+    if (!file_.IsOpen()) {
+        error = EBADF;
+        return false;
+    }
+    const bool written = WriteWhole(file_.Get(), isTorn_ ? "\n" + line : line, error);
+    isTorn_ = !written;
+    lines_ += written ? 1 : 0;
+    return written;
+}
+
+bool StateFile::Rewrite(int& error) {
+    const std::string draft = path_ + ".new";
+    UniqueFd file(::open(draft.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC | O_NOFOLLOW, kStateMode));
+    if (!file.IsOpen()) {
+        error = errno;
+        return false;
+    }
+    std::string content = kHeader + BootId(kProcRoot) + "\n";
+    for (const auto& [process, record] : records_) {
+        content += StartLine(record);
+    }
+    if (!WriteWhole(file.Get(), content, error)) {
+        return false;
+    }
+    if (std::rename(draft.c_str(), path_.c_str()) != 0) {
+        error = errno;
+        return false;
+    }
+    file_ = std::move(file);
+    lines_ = records_.size();
+    isTorn_ = false;
+    return true;
+}
+
+}  // namespace ProcMgr
