@@ -170,6 +170,7 @@ private:
     struct TermDecision;
     struct StartDecision;
     struct RestartDecision;
+    struct RestartCommand;
     struct Collections;
     class TransitionGuard;
     class ReloadGuard;
@@ -187,67 +188,80 @@ private:
     Found FindOrCreateLocked(const std::string& name);
     void CreateDynamicApplication(const std::string& name);
 
-    // Set-up and reload.
+    // Set-up.
     static Collections SortManifests(const std::vector<ApplicationManifest>& manifests, bool logTemplates);
-    static void InitApplicationFromOrig(ApplicationMap& newMap, const ApplicationMap& oldMap);
+    void AddApplications(Collections collections);
     std::string StartupEntryPath() const;
     void SetStartupEntryPath(const std::string& path);
-    bool BeginReload();
-    bool ReloadManifests(const std::string& path, ReloadGuard& guard);
+    std::vector<AppInfoForServer> BaseStartList() const;
 
-    // Change as a whole.
+    // Reload.
+    enum class ReloadOutcome { DONE, REFUSED, BROKEN };
+    bool BeginReload();
+    ReloadOutcome TryReload(const std::string& path);
+    ReloadOutcome ReloadManifests(const std::string& path);
+    static void InitApplicationFromOrig(ApplicationMap& newMap, const ApplicationMap& oldMap);
+
+    // Change as a whole. The Try... operations fail where those they call throw.
     bool BeginTransition(int timeoutMs);
     void ResetChangeAppInfo(int timeoutMs);
     bool RunPhases(const std::vector<AppInfoForServer>& term, const std::vector<AppInfoForServer>& start,
                    const std::vector<AppInfoForServer>& restart);
-    bool RunTermPhase(const std::vector<AppInfoForServer>& list);
-    bool RunStartPhase(const std::vector<AppInfoForServer>& list, StartAppInfo& info);
-    bool RunRestartPhase(const std::vector<AppInfoForServer>& list);
+    bool TryTermApps(const std::vector<AppInfoForServer>& list);
+    bool TryStartApps(const std::vector<AppInfoForServer>& list, StartAppInfo& info);
+    bool TryRestartApps(const std::vector<AppInfoForServer>& list);
     bool MergeChangeAppResult(std::vector<AppChangeInfo>& results);
 
     // Terminate.
+    enum class Wave { READY, DONE, TIMED_OUT };
     bool TermApps(const std::vector<AppInfoForServer>& list);
     std::vector<std::string> GetTermAppNameList(const std::vector<AppInfoForServer>& list) const;
     void GetAppsNeedTerm(const std::string& name, std::vector<std::string>& names) const;
     DependGraph BuildTermGraph(const std::vector<std::string>& names);
     void OpenTermRun(const std::vector<std::string>& names, DependGraph graph);
-    enum class Wave { READY, DONE, TIMED_OUT };
     Wave WaitForTermWave(std::chrono::milliseconds wait, std::set<std::string>& wave);
     void TermNoDependsApps(const std::set<std::string>& names);
-    TermDecision TermOneApp(const std::string& name);
+    void TermOneApp(const std::string& name, std::vector<Message::TermAppInfo>& commands);
+    TermDecision DecideTerm(const std::string& name);
     void MarkLeftAppToTermFailed();
 
-    // Start.
+    // Start. `noDepends` holds the free vertices that a round has to look at.
     bool StartApps(const std::vector<AppInfoForServer>& list, StartAppInfo& info);
-    bool RunStartWaves(const StartRequests& requests, StartAppInfo& info, Tasks& tasks);
     DependGraph BuildStartGraph(const std::vector<std::string>& names);
+    bool RunStartWaves(const StartRequests& requests, StartAppInfo& info, Tasks& tasks);
     bool NeedContinueStart(std::set<std::string>& noDepends, const StartedNames& started, StartAppInfo& info);
     bool IsAnyDependencyComingUp(StartAppInfo& info);
     void FillAppInfoAndStart(const std::set<std::string>& noDepends, StartedNames& started,
                              const StartRequests& requests, StartAppInfo& info);
     bool FillRequested(const std::string& name, StartAppInfo& info);
-    void FillDependency(const std::string& name, StartAppInfo& info);
+    void PassRunningDependency(const std::string& name, StartAppInfo& info);
     void StartNoDependsApps(const std::vector<AppInfoForServer>& list, StartAppInfo& info);
     void StartOneApp(const AppInfoForServer& app, StartAppInfo& info, std::vector<Message::StartAppInfo>& commands);
     StartDecision DecideStart(const AppInfoForServer& app);
+    void SendStart(const std::vector<Message::StartAppInfo>& commands);
     void CheckProcessCompleted(const std::set<std::string>& noDepends, StartAppInfo& info, Tasks& tasks);
+    static bool PopVertex(const std::string& name, StartAppInfo& info);
     void ReportSuccessByTask(const std::string& name, Tasks& tasks);
-    bool WaitForStartProgress(const Deadline& deadline, StartAppInfo& info);
-    void ReportStartAppResult(const std::string& name, AppChangeState state, StartAppInfo& info);
-    void MarkLeftAppToStartFailed(StartAppInfo& info);
+    static bool WaitForStartProgress(const Deadline& deadline, StartAppInfo& info);
+    static void ReportStartAppResult(const std::string& name, AppChangeState state, StartAppInfo& info);
+    static void MarkLeftAppToStartFailed(StartAppInfo& info);
     void NoteCameUp(const std::string& name);
 
     // Restart.
     bool RestartApps(const std::vector<AppInfoForServer>& list);
-    void RestartOneApp(const AppInfoForServer& app, std::vector<Message::RestartAppInfo>& commands,
-                       std::vector<AppStateType>& statesBefore);
+    void RestartOneApp(const AppInfoForServer& app, std::vector<RestartCommand>& commands);
     RestartDecision DecideRestart(const AppInfoForServer& app);
-    void UndoRestart(const std::string& name, AppStateType stateBefore);
+    void SendRestart(const std::vector<RestartCommand>& commands);
+    void RestartByPolicy(const RestartCommand& command);
+    void UndoRestart(const RestartCommand& command);
     void MarkLeftAppToRestartFailed();
 
     // Queries.
+    bool AskProcMgr(const std::vector<std::string>& names, int timeoutMs);
     std::vector<std::string> KnownNames(const std::vector<std::string>& names) const;
-    std::vector<AppStatus> Statuses(const std::vector<std::string>& names) const;
+    std::vector<AppStatus> StatusesOf(const std::vector<std::string>& names) const;
+    void VerifyDrivingApps(const std::map<std::string, uint32_t>& apps);
+    static void DumpDependsMap();
 
     template <typename Report>
     void ForwardReport(const std::string& name, Report report);
