@@ -21,6 +21,11 @@ public:
     /// `name` waits for `dependency`; both become vertices.
     void AddEdge(const std::string& name, const std::string& dependency);
 
+    /// A vertex that stands for a name outside the graph: it waits and is waited for, but is not seen. It is never among
+    /// the free vertices, Pop does not find it, IsEmpty does not count it, and it goes by itself when it waits for
+    /// nothing more. It needs an edge to wait for. n names that wait for m others through it cost n + m edges.
+    void AddRelay(const std::string& name);
+
     bool IsEmpty() const;
 
     /// The free vertices. Costs time proportional to their number.
@@ -37,10 +42,15 @@ private:
     struct Vertex {
         std::set<std::string> waitsFor;
         std::set<std::string> waitedForBy;
+        bool isRelay = false;
     };
+    using Vertices = std::map<std::string, Vertex>;
 
-    std::map<std::string, Vertex> vertices_;
+    void Remove(Vertices::iterator gone, std::vector<std::string>& freed);
+
+    Vertices vertices_;
     std::set<std::string> free_;
+    std::size_t relays_ = 0;
 };
 
 #endif
