@@ -74,8 +74,8 @@ enum class ReportAppStateType : uint32_t {
     INVALID_INTERMEDIATE_STATE = 5,
 };
 
-/// Why an application ended abnormally. An open set: other values are carried as they are.
-/// (EIO itself is a macro of the C library.)
+/// Why an application ended abnormally. An open set: other values are carried as they are. IO_ERROR is the system's
+/// EIO, whose name is a macro.
 enum class AppAbnormalExitReason : uint32_t { OTHER = 0, IO_ERROR = 1 };
 
 }  // namespace Message
