@@ -1,0 +1,191 @@
+#include "daemons/procmgrd/conductor.h"
+
+#include <cstring>
+
+#include "daemons/procmgrd/daemon_log.h"
+
+namespace Procmgrd {
+namespace {
+
+using ProcMgr::Message::AppStateInfo;
+using ProcMgr::Message::ReportAppStateType;
+
+constexpr size_t kLaunchesPerTurn = 8;
+
+// The daemon's own stop is one deadline.
+const AppKey kNobody;
+
+}  // namespace
+
+Conductor::Conductor(EventLoop& loop, Deadlines& deadlines, ProcMgr::StateFile& stateFile, ProcessHostSettings settings,
+                     ConductorNews news)
+    : deadlines_(deadlines),
+      news_(std::move(news)),
+      host_(loop, deadlines, stateFile, std::move(settings),
+            {[this](const AppKey& key, ExitStatus status) { OnExited(key, status); },
+             [this](const AppKey& key, uint32_t appState) { Execute(supervisor_.Reported(key, appState)); }}) {
+}
+
+void Conductor::Start(const AppKey& key, AppRequest request, const ApplicationManifest* manifest,
+                      const ProcMgr::OwnerIdentity& owner) {
+    if (isStopping_) {
+        Refuse(key, ExitReason::STOPPING);
+        return;
+    }
+    if (manifest == nullptr && supervisor_.StateOf(key) == ProcessState::DOWN) {
+        PROCMGRD_LOG(kLogError,
+                     "owner %s: application %s is unknown: no manifest of the loaded configuration has this name",
+                     key.owner.c_str(), key.app.c_str());
+        Refuse(key, ExitReason::UNKNOWN_APP);
+        return;
+    }
+    Launchable& launchable = launchables_[key];
+    launchable.owner = owner;
+    if (manifest != nullptr) {
+        launchable.manifest = *manifest;
+    }
+    const StopRule rule{launchable.manifest.GetTermTimeOut(), launchable.manifest.GetIsForceTerm()};
+    Execute(supervisor_.Start(key, std::move(request), rule));
+}
+
+void Conductor::Terminate(const AppKey& key) {
+    Execute(supervisor_.Terminate(key));
+}
+
+void Conductor::Forget(const std::string& owner) {
+    supervisor_.Forget(owner);
+    auto at = launchables_.lower_bound({owner, {}});
+    while (at != launchables_.end() && at->first.owner == owner) {
+        at = launchables_.erase(at);
+    }
+}
+
+void Conductor::OnDeadline(const DeadlineKey& deadline) {
+    const auto& [kind, key] = deadline;
+    if (kind == DeadlineKind::STOP) {
+        KillAll();
+    } else if (kind == DeadlineKind::TERMINATION && host_.HasOnlyLeftovers(key)) {
+        // The application itself did end in time.
+        host_.KillTree(key);
+    } else if (kind == DeadlineKind::TERMINATION) {
+        Execute(supervisor_.DeadlinePassed(key));
+    }
+}
+
+bool Conductor::EndTurn() {
+    for (size_t left = kLaunchesPerTurn; left > 0 && !queue_.empty(); --left) {
+        const auto [key, request] = std::move(queue_.front());
+        queue_.pop_front();
+        Launch(key, request);
+    }
+    host_.EndTurn();
+    return !queue_.empty() || host_.HasMoreToDo();
+}
+
+void Conductor::Execute(const Actions& actions) {
+    for (const Action& action : actions) {
+        ExecuteOne(action);
+    }
+}
+
+void Conductor::ExecuteOne(const Action& action) {
+    switch (action.kind) {
+        case Action::Kind::LAUNCH:
+            queue_.emplace_back(action.key, action.request);
+            break;
+        case Action::Kind::TERM_TREE:
+            host_.TermTree(action.key);
+            break;
+        case Action::Kind::KILL_TREE:
+            PROCMGRD_LOG(kLogWarn, "owner %s: application %s did not end within its term_time_out and is killed",
+                         action.key.owner.c_str(), action.key.app.c_str());
+            host_.KillTree(action.key);
+            break;
+        case Action::Kind::ARM_DEADLINE:
+            deadlines_.Arm(DeadlineKind::TERMINATION, action.key, action.delayMs);
+            break;
+        case Action::Kind::DISARM_DEADLINE:
+            deadlines_.Disarm(DeadlineKind::TERMINATION, action.key);
+            break;
+        case Action::Kind::REPORT:
+            LogReport(action.key.owner, action.report);
+            news_.report(action.key.owner, action.report);
+            break;
+        case Action::Kind::APP_REPORT:
+            PROCMGRD_LOG(kLogInfo, "owner %s: application %s (pid %d) says that it is %s", action.key.owner.c_str(),
+                         action.key.app.c_str(), action.pid, action.appState == 0 ? "ready" : "stopping");
+            news_.appReport(action.key, action.pid, action.appState);
+            break;
+    }
+}
+
+void Conductor::Launch(const AppKey& key, const AppRequest& request) {
+    const Launchable& launchable = launchables_[key];
+    ExitNote why;
+    const pid_t pid = host_.Launch(key, launchable.manifest, request, launchable.owner, why);
+    if (pid > 0) {
+        Execute(supervisor_.Started(key, pid));
+        return;
+    }
+    Execute(supervisor_.LaunchFailed(key, why));
+    if (supervisor_.StateOf(key) == ProcessState::DOWN) {
+        ContinueStop(key);
+        news_.down(key.owner);
+    }
+}
+
+void Conductor::OnExited(const AppKey& key, ExitStatus status) {
+    PROCMGRD_LOG(kLogDebug, "owner %s: application %s ended with %s %d", key.owner.c_str(), key.app.c_str(),
+                 status.isSignal ? "signal" : "exit code", status.value);
+    Execute(supervisor_.Exited(key, status));
+    if (supervisor_.StateOf(key) == ProcessState::DOWN) {
+        ContinueStop(key);
+        news_.down(key.owner);
+    }
+}
+
+void Conductor::Refuse(const AppKey& key, ExitReason reason) {
+    AppStateInfo report;
+    report.appName = key.app;
+    report.appState = static_cast<uint32_t>(ReportAppStateType::TERMINATED_ABNORMAL_EXIT);
+    report.reason = static_cast<uint32_t>(reason);
+    LogReport(key.owner, report);
+    news_.report(key.owner, report);
+}
+
+void Conductor::Stop(uint32_t timeoutMs) {
+    if (isStopping_) {
+        KillAll();
+        return;
+    }
+    isStopping_ = true;
+    const std::vector<AppKey> live = supervisor_.LiveApps();
+    PROCMGRD_LOG(kLogEvent, "stopping: %zu applications to end within %u ms", live.size(), timeoutMs);
+    for (const AppKey& key : live) {
+        stopPlan_.Add(key, launchables_[key].manifest.GetDependList());
+    }
+    deadlines_.Arm(DeadlineKind::STOP, kNobody, timeoutMs);
+    for (const AppKey& key : stopPlan_.Begin()) {
+        Terminate(key);
+    }
+}
+
+void Conductor::ContinueStop(const AppKey& key) {
+    if (!isStopping_) {
+        return;
+    }
+    for (const AppKey& next : stopPlan_.Ended(key)) {
+        Terminate(next);
+    }
+}
+
+void Conductor::KillAll() {
+    for (const AppKey& key : supervisor_.LiveApps()) {
+        PROCMGRD_LOG(kLogWarn, "owner %s: application %s has not ended in time for the stop and is killed",
+                     key.owner.c_str(), key.app.c_str());
+        Terminate(key);
+        host_.KillTree(key);
+    }
+}
+
+}  // namespace Procmgrd

@@ -1,0 +1,187 @@
+#include "daemons/procmgrd/daemon.h"
+
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/signalfd.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+
+#include "daemons/procmgrd/daemon_log.h"
+
+namespace Procmgrd {
+namespace {
+
+constexpr std::array<int, 3> kStopSignals = {SIGTERM, SIGINT, SIGHUP};
+
+bool MakeFolder(const std::string& path, mode_t mode) {
+    if (mkdir(path.c_str(), mode) == 0) {
+        return chmod(path.c_str(), mode) == 0;
+    }
+    struct stat info {};
+    return errno == EEXIST && stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
+}
+
+/// Each application takes a few descriptors.
+rlimit RaiseFileLimit() {
+    rlimit limit{};
+    static_cast<void>(getrlimit(RLIMIT_NOFILE, &limit));
+    rlimit raised = limit;
+    raised.rlim_cur = raised.rlim_max;
+    static_cast<void>(setrlimit(RLIMIT_NOFILE, &raised));
+    return limit;
+}
+
+}  // namespace
+
+int Daemon::Run() {
+    if (!Begin()) {
+        return 1;
+    }
+    TellReady();
+    while (!conductor_->IsStopped()) {
+        if (!loop_.Turn(conductor_->EndTurn())) {
+            PROCMGRD_LOG(kLogError, "the loop failed: %s", std::strerror(errno));
+            return 1;
+        }
+    }
+    conductor_->DrainOutputs();
+    PROCMGRD_LOG(kLogEvent, "procmgrd: stopped, nothing is left");
+    return 0;
+}
+
+bool Daemon::Begin() {
+    fileLimit_ = RaiseFileLimit();
+    if (!loop_.Open() || !deadlines_.Open() || !WatchSignals() || !WatchDeadlines() ||
+        prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0) != 0) {
+        PROCMGRD_LOG(kLogError, "can't begin: %s", std::strerror(errno));
+        return false;
+    }
+    return MakeFolders() && EndLeftovers() && Listen();
+}
+
+bool Daemon::MakeFolders() {
+    constexpr mode_t kListable = S_IRWXU | S_IRGRP | S_IXGRP | S_IROTH | S_IXOTH;
+    constexpr mode_t kPassable = S_IRWXU | S_IXGRP | S_IXOTH;
+    const std::string appDir = options_.runDir + "/app";
+    for (const auto& [path, mode] : {std::pair(options_.runDir, kListable), std::pair(appDir, kPassable)}) {
+        if (!MakeFolder(path, mode)) {
+            PROCMGRD_LOG(kLogError, "can't make the folder %s: %s; choose another with --run-dir", path.c_str(),
+                         std::strerror(errno));
+            return false;
+        }
+    }
+    if (!options_.logDir.empty() && !MakeFolder(options_.logDir, kListable)) {
+        PROCMGRD_LOG(kLogError, "can't make the folder %s: %s; choose another with --log-dir", options_.logDir.c_str(),
+                     std::strerror(errno));
+        return false;
+    }
+    return true;
+}
+
+bool Daemon::EndLeftovers() {
+    const std::string path = options_.runDir + "/procmgrd.state";
+    int error = 0;
+    if (!stateFile_.Open(path, error)) {
+        PROCMGRD_LOG(kLogError, "can't use the state file %s: %s", path.c_str(),
+                     error == EWOULDBLOCK ? "another procmgrd uses this run folder" : std::strerror(error));
+        return false;
+    }
+    const std::vector<ProcMgr::Leftover> leftovers = ProcMgr::FindLeftovers(path, options_.runDir);
+    for (const ProcMgr::Leftover& leftover : leftovers) {
+        PROCMGRD_LOG(kLogEvent, "owner %s: application %s (pid %d) is left from an earlier procmgrd and is ended",
+                     leftover.record.owner.c_str(), leftover.record.appName.c_str(), leftover.record.process.pid);
+    }
+    for (const ProcMgr::Leftover& survivor : ProcMgr::EndLeftovers(leftovers, options_.runDir)) {
+        PROCMGRD_LOG(kLogError, "owner %s: application %s (pid %d) can't be ended; end it, then start procmgrd again",
+                     survivor.record.owner.c_str(), survivor.record.appName.c_str(), survivor.record.process.pid);
+        error = EBUSY;
+    }
+    if (error == 0 && stateFile_.Clear(error)) {
+        return true;
+    }
+    if (error != EBUSY) {
+        PROCMGRD_LOG(kLogError, "can't write the state file %s: %s", path.c_str(), std::strerror(error));
+    }
+    return false;
+}
+
+bool Daemon::WatchSignals() {
+    sigset_t watched;
+    sigemptyset(&watched);
+    sigaddset(&watched, SIGCHLD);
+    for (const int signalNumber : kStopSignals) {
+        sigaddset(&watched, signalNumber);
+    }
+    if (sigprocmask(SIG_BLOCK, &watched, nullptr) != 0 || signal(SIGPIPE, SIG_IGN) == SIG_ERR) {
+        return false;
+    }
+    signals_.Reset(signalfd(-1, &watched, SFD_NONBLOCK | SFD_CLOEXEC));
+    return signals_.IsOpen() && loop_.Add(signals_.Get(), [this] { OnSignals(); });
+}
+
+bool Daemon::WatchDeadlines() {
+    return loop_.Add(deadlines_.Fd(), [this] { OnDeadlines(); });
+}
+
+bool Daemon::Listen() {
+    ConductorNews news;
+    news.report = [this](const std::string& owner, const ProcMgr::Message::AppStateInfo& report) {
+        desk_->Report(owner, report);
+    };
+    news.appReport = [this](const AppKey& key, pid_t pid, uint32_t appState) { desk_->AppReport(key, pid, appState); };
+    news.down = [this](const std::string& owner) { desk_->Down(owner); };
+    ProcessHostSettings host{options_.runDir, options_.runDir + "/app", options_.logDir, fileLimit_};
+    conductor_ = std::make_unique<Conductor>(loop_, deadlines_, stateFile_, std::move(host), std::move(news));
+
+    OwnerDeskSettings settings;
+    settings.runDir = options_.runDir;
+    settings.isTerminatingOnOwnerExit = options_.isTerminatingOnOwnerExit;
+    std::string error;
+    if (!options_.rulesFile.empty() && !settings.rules.Load(options_.rulesFile, error)) {
+        PROCMGRD_LOG(kLogError, "bad rules: %s", error.c_str());
+        return false;
+    }
+    desk_ = std::make_unique<OwnerDesk>(*conductor_, std::move(settings));
+    if (!desk_->Listen(error)) {
+        PROCMGRD_LOG(kLogError, "can't listen: %s", error.c_str());
+        return false;
+    }
+    return loop_.Add(desk_->PollFd(), [this] { desk_->Dispatch(); });
+}
+
+void Daemon::TellReady() {
+    PROCMGRD_LOG(kLogEvent, "procmgrd: ready, listening at %s/PROCMGR.sock", options_.runDir.c_str());
+    if (options_.readyFd >= 0) {
+        const char byte = '1';
+        if (write(options_.readyFd, &byte, sizeof(byte)) != sizeof(byte)) {
+            PROCMGRD_LOG(kLogWarn, "can't write to descriptor %d of --ready-fd: %s", options_.readyFd,
+                         std::strerror(errno));
+        }
+        static_cast<void>(close(options_.readyFd));
+    }
+}
+
+void Daemon::OnSignals() {
+    signalfd_siginfo info{};
+    while (read(signals_.Get(), &info, sizeof(info)) == sizeof(info)) {
+        if (info.ssi_signo == SIGCHLD) {
+            conductor_->NoteChildNews();
+            continue;
+        }
+        PROCMGRD_LOG(kLogEvent, "signal %u (%s) from process %u", info.ssi_signo,
+                     strsignal(static_cast<int>(info.ssi_signo)), info.ssi_pid);
+        conductor_->Stop(options_.stopTimeoutMs);
+    }
+}
+
+void Daemon::OnDeadlines() {
+    for (const DeadlineKey& deadline : deadlines_.TakeDue()) {
+        conductor_->OnDeadline(deadline);
+    }
+}
+
+}  // namespace Procmgrd

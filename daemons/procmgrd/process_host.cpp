@@ -1,0 +1,402 @@
+#include "daemons/procmgrd/process_host.h"
+
+#include <signal.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <utility>
+
+#include "daemons/procmgrd/daemon_log.h"
+
+namespace Procmgrd {
+namespace {
+
+/// How soon to look again for leftovers; their ends wake the loop in most cases before that.
+constexpr uint32_t kLeftoverLookMs = 20;
+/// How long a killed leftover may take to go before it is given up.
+constexpr std::chrono::milliseconds kLeftoverPatience{2000};
+
+// The deadline for leftovers is one for all applications.
+const AppKey kAllApps;
+
+struct ErrorRow {
+    int error;
+    ExitReason reason;
+};
+
+constexpr std::array<ErrorRow, 14> kExecErrors = {{
+    {ENOENT, ExitReason::NOT_FOUND},
+    {ENOTDIR, ExitReason::NOT_FOUND},
+    {EACCES, ExitReason::NOT_PERMITTED},
+    {EPERM, ExitReason::NOT_PERMITTED},
+    {ENOEXEC, ExitReason::NOT_A_PROGRAM},
+    {ELIBBAD, ExitReason::NOT_A_PROGRAM},
+    {EINVAL, ExitReason::NOT_A_PROGRAM},
+    {EISDIR, ExitReason::NOT_A_PROGRAM},
+    {ENOMEM, ExitReason::NO_RESOURCES},
+    {EAGAIN, ExitReason::NO_RESOURCES},
+    {EMFILE, ExitReason::NO_RESOURCES},
+    {ENFILE, ExitReason::NO_RESOURCES},
+    {ENOSPC, ExitReason::NO_RESOURCES},
+    {EIO, ExitReason::IO_ERROR},
+}};
+
+bool IsAttribute(ProcMgr::LaunchStage stage) {
+    using ProcMgr::LaunchStage;
+    return stage == LaunchStage::RESOURCE_GROUP || stage == LaunchStage::AFFINITY || stage == LaunchStage::REAL_TIME ||
+           stage == LaunchStage::GROUPS || stage == LaunchStage::GID || stage == LaunchStage::UID;
+}
+
+std::vector<pid_t> OwnChildren() {
+    std::ifstream numbers("/proc/thread-self/children");
+    std::vector<pid_t> children;
+    for (pid_t child = 0; numbers >> child;) {
+        children.push_back(child);
+    }
+    return children;
+}
+
+ExitStatus ReapLeader(const ProcMgr::UniqueFd& pidfd) {
+    siginfo_t info{};
+    ExitStatus status;
+    if (waitid(static_cast<idtype_t>(P_PIDFD), static_cast<id_t>(pidfd.Get()), &info, WEXITED | WNOHANG) == 0) {
+        status.isSignal = info.si_code != CLD_EXITED;
+        status.value = info.si_status;
+    }
+    return status;
+}
+
+}  // namespace
+
+ExitNote WhyLaunchFailed(ProcMgr::LaunchStage stage, int error) {
+    ExitNote why{ExitReason::OTHER, static_cast<uint32_t>(error)};
+    const auto* const row =
+        std::find_if(kExecErrors.begin(), kExecErrors.end(), [error](const ErrorRow& at) { return at.error == error; });
+    if (error != EIO && IsAttribute(stage)) {
+        why.reason = ExitReason::ATTRIBUTE_NOT_HELD;
+    } else if (row != kExecErrors.end()) {
+        why.reason = row->reason;
+    }
+    return why;
+}
+
+ProcessHost::ProcessHost(EventLoop& loop, Deadlines& deadlines, ProcMgr::StateFile& stateFile,
+                         ProcessHostSettings settings, ProcessHostNews news)
+    : loop_(loop),
+      deadlines_(deadlines),
+      stateFile_(stateFile),
+      settings_(std::move(settings)),
+      soHostPath_(ProcMgr::FindSoHost()),
+      news_(std::move(news)) {
+}
+
+ProcessHost::~ProcessHost() {
+    for (const auto& [fd, output] : outputs_) {
+        loop_.Remove(fd);
+    }
+    for (const auto& [key, process] : processes_) {
+        Unwatch(process);
+    }
+}
+
+pid_t ProcessHost::Launch(const AppKey& key, const ApplicationManifest& manifest, const AppRequest& request,
+                          const ProcMgr::OwnerIdentity& owner, ExitNote& why) {
+    Process process;
+    if (manifest.GetIsReporting()) {
+        process.socket = MakeSocket(key);
+    }
+    std::unique_ptr<ProcMgr::OutputPipe> output = MakeOutput(key);
+    ProcMgr::LaunchRequest launch;
+    launch.arguments = request.argv;
+    launch.dynamicPara = request.dynamicPara;
+    launch.owner = owner;
+    launch.appSocketPath = process.socket ? process.socket->Path() : std::string();
+    launch.outputFd = output ? output->WriteFd() : -1;
+    ProcMgr::LaunchSpec spec;
+    if (!MakeSpec(key, manifest, std::move(launch), spec)) {
+        why = {ExitReason::REFUSED, 0};
+        return 0;
+    }
+    if (process.socket && !process.socket->GiveTo(spec.uid, spec.gid)) {
+        PROCMGRD_LOG(kLogWarn, "owner %s: application %s: can't give its report address to user %u: %s",
+                     key.owner.c_str(), key.app.c_str(), spec.uid, std::strerror(errno));
+    }
+    const pid_t pid = Execute(key, spec, std::move(process), why);
+    if (output) {
+        output->CloseWriteEnd();
+        WatchOutput(std::move(output));
+    }
+    return pid;
+}
+
+bool ProcessHost::MakeSpec(const AppKey& key, const ApplicationManifest& manifest, ProcMgr::LaunchRequest launch,
+                           ProcMgr::LaunchSpec& spec) const {
+    launch.instanceName = key.app;
+    launch.ownerName = key.owner;
+    launch.runDir = settings_.runDir;
+    launch.soHostPath = soHostPath_;
+    std::string refusal;
+    if (ProcMgr::BuildLaunchSpec(manifest, launch, spec, refusal)) {
+        return true;
+    }
+    PROCMGRD_LOG(kLogError, "owner %s: not started: %s", key.owner.c_str(), refusal.c_str());
+    return false;
+}
+
+pid_t ProcessHost::Execute(const AppKey& key, const ProcMgr::LaunchSpec& spec, Process process, ExitNote& why) {
+    ProcMgr::ProcessId recorded;
+    ProcMgr::LaunchResult result = ProcMgr::Launch(spec, [&](const ProcMgr::ProcessId& started) {
+        recorded = started;
+        return Record(key, started);
+    });
+    for (const ProcMgr::LaunchWarning& warning : result.warnings) {
+        PROCMGRD_LOG(kLogWarn, "owner %s: %s", key.owner.c_str(), ProcMgr::DescribeWarning(key.app, warning).c_str());
+    }
+    if (!result.Ok()) {
+        PROCMGRD_LOG(kLogError, "owner %s: application %s was not started: %s of %s: %s", key.owner.c_str(),
+                     key.app.c_str(), ProcMgr::LaunchStageName(result.stage), spec.executable.c_str(),
+                     std::strerror(result.error));
+        stateFile_.Remove(recorded);
+        why = WhyLaunchFailed(result.stage, result.error);
+        return 0;
+    }
+    process.leader = result.process;
+    process.pidfd = std::move(result.pidfd);
+    leaders_.insert(process.leader.pid);
+    if (!Watch(key, process)) {
+        why = {ExitReason::NO_RESOURCES, static_cast<uint32_t>(errno)};
+        Abandon(process);
+        return 0;
+    }
+    const pid_t pid = process.leader.pid;
+    processes_[key] = std::move(process);
+    return pid;
+}
+
+std::unique_ptr<AppSocket> ProcessHost::MakeSocket(const AppKey& key) {
+    auto socket = std::make_unique<AppSocket>();
+    if (!socket->Open(settings_.appSocketDir + "/" + std::to_string(++lastSocket_) + ".sock")) {
+        PROCMGRD_LOG(kLogError, "owner %s: application %s can't report: no address for it: %s", key.owner.c_str(),
+                     key.app.c_str(), std::strerror(errno));
+        return nullptr;
+    }
+    return socket;
+}
+
+std::unique_ptr<ProcMgr::OutputPipe> ProcessHost::MakeOutput(const AppKey& key) {
+    std::shared_ptr<ProcMgr::OutputLog> log = logs_[key].lock();
+    if (!log) {
+        ProcMgr::OutputLogOptions options;
+        if (!settings_.logDir.empty()) {
+            options.directory = settings_.logDir + "/" + ProcMgr::FileSafeName(key.owner);
+            static_cast<void>(mkdir(options.directory.c_str(), S_IRWXU | S_IRGRP | S_IXGRP | S_IROTH | S_IXOTH));
+        }
+        log = std::make_shared<ProcMgr::OutputLog>(key.app, options);
+        logs_[key] = log;
+    }
+    int error = 0;
+    std::unique_ptr<ProcMgr::OutputPipe> output = ProcMgr::OutputPipe::Create(log, error);
+    if (!output) {
+        PROCMGRD_LOG(kLogError, "owner %s: the output of application %s is lost: no pipe for it: %s", key.owner.c_str(),
+                     key.app.c_str(), std::strerror(error));
+    }
+    return output;
+}
+
+// The last thing before the process becomes the application.
+bool ProcessHost::Record(const AppKey& key, const ProcMgr::ProcessId& process) {
+    static_cast<void>(prlimit(process.pid, RLIMIT_NOFILE, &settings_.fileLimit, nullptr));
+    int error = 0;
+    if (stateFile_.Add({key.app, key.owner, process}, error)) {
+        return true;
+    }
+    PROCMGRD_LOG(kLogError, "owner %s: application %s: can't write to the state file: %s", key.owner.c_str(),
+                 key.app.c_str(), std::strerror(error));
+    return false;
+}
+
+bool ProcessHost::Watch(const AppKey& key, const Process& process) {
+    if (!loop_.Add(process.pidfd.Get(), [this, key] { NoteEnd(key); })) {
+        return false;
+    }
+    return !process.socket || loop_.Add(process.socket->Fd(), [this, key] { ReadSocket(key); });
+}
+
+void ProcessHost::Unwatch(const Process& process) {
+    loop_.Remove(process.pidfd.Get());
+    if (process.socket) {
+        loop_.Remove(process.socket->Fd());
+    }
+}
+
+// It runs but can't be watched: as if it had never been started.
+void ProcessHost::Abandon(const Process& process) {
+    Unwatch(process);
+    ProcMgr::SignalTree({process.leader, {}, {}, {}}, SIGKILL, leaders_);
+    // From now on it is an orphan like others.
+    leaders_.erase(process.leader.pid);
+    stateFile_.Remove(process.leader);
+    hasChildNews_ = true;
+}
+
+void ProcessHost::WatchOutput(std::unique_ptr<ProcMgr::OutputPipe> output) {
+    const int fd = output->ReadFd();
+    const auto drain = [this, fd] {
+        const auto found = outputs_.find(fd);
+        if (found->second->Drain() == ProcMgr::OutputPipe::State::CLOSED) {
+            loop_.Remove(fd);
+            outputs_.erase(found);
+        }
+    };
+    if (loop_.Add(fd, drain)) {
+        outputs_[fd] = std::move(output);
+    }
+}
+
+void ProcessHost::DrainOutputs() {
+    for (const auto& [fd, output] : outputs_) {
+        while (output->Drain() == ProcMgr::OutputPipe::State::MORE) {
+        }
+    }
+}
+
+void ProcessHost::ReadSocket(const AppKey& key) {
+    const auto found = processes_.find(key);
+    if (found != processes_.end() && found->second.socket) {
+        found->second.socket->Read(key.app, found->second.leader,
+                                   [&](uint32_t appState) { news_.reported(key, appState); });
+    }
+}
+
+void ProcessHost::TermTree(const AppKey& key) {
+    toTerm_.insert(key);
+}
+
+void ProcessHost::KillTree(const AppKey& key) {
+    toKill_.insert(key);
+}
+
+bool ProcessHost::HasOnlyLeftovers(const AppKey& key) const {
+    const auto found = processes_.find(key);
+    return found != processes_.end() && found->second.hasEnded;
+}
+
+void ProcessHost::NoteEnd(const AppKey& key) {
+    Process& process = processes_.at(key);
+    process.hasEnded = true;
+    loop_.Remove(process.pidfd.Get());
+    ended_.insert(key);
+}
+
+void ProcessHost::EndTurn() {
+    SendSignals(toTerm_, SIGTERM);
+    SendSignals(toKill_, SIGKILL);
+    if (hasChildNews_) {
+        hasChildNews_ = false;
+        ReapOrphans();
+    }
+    EndProcesses();
+}
+
+ProcMgr::TreeRoot ProcessHost::RootOf(const AppKey& key, const Process& process) const {
+    return {process.leader, key.app, key.owner, settings_.runDir};
+}
+
+void ProcessHost::SendSignals(std::set<AppKey>& keys, int signalNumber) {
+    std::vector<ProcMgr::TreeRoot> roots;
+    for (const AppKey& key : std::exchange(keys, {})) {
+        const auto found = processes_.find(key);
+        if (found == processes_.end()) {
+            continue;
+        }
+        Process& process = found->second;
+        process.wasToldToEnd = true;
+        if (signalNumber == SIGKILL) {
+            BeginKilling(process);
+        }
+        roots.push_back(RootOf(key, process));
+    }
+    if (!roots.empty()) {
+        ProcMgr::SignalTrees(roots, signalNumber, leaders_);
+    }
+}
+
+void ProcessHost::BeginKilling(Process& process) {
+    if (!process.isKilling) {
+        process.isKilling = true;
+        process.killedAt = Clock::now();
+    }
+}
+
+// Asking for any child costs little as long as only orphans have ended. A leader that waits for its leftovers would be
+// named again and again; then the children are asked one by one.
+void ProcessHost::ReapOrphans() {
+    siginfo_t info{};
+    while (waitid(P_ALL, 0, &info, WEXITED | WNOHANG | WNOWAIT) == 0 && info.si_pid != 0) {
+        if (leaders_.count(info.si_pid) != 0) {
+            break;
+        }
+        static_cast<void>(waitpid(info.si_pid, nullptr, WNOHANG));
+        info = {};
+    }
+    if (info.si_pid == 0) {
+        return;
+    }
+    for (const pid_t child : OwnChildren()) {
+        if (leaders_.count(child) == 0) {
+            static_cast<void>(waitpid(child, nullptr, WNOHANG));
+        }
+    }
+}
+
+void ProcessHost::EndProcesses() {
+    const std::set<AppKey> ended = ended_;
+    for (const AppKey& key : ended) {
+        if (IsTreeGone(key, processes_.at(key))) {
+            Finish(key);
+        }
+    }
+    if (ended_.empty()) {
+        deadlines_.Disarm(DeadlineKind::LEFTOVERS, kAllApps);
+    } else {
+        deadlines_.Arm(DeadlineKind::LEFTOVERS, kAllApps, kLeftoverLookMs);
+    }
+}
+
+bool ProcessHost::IsTreeGone(const AppKey& key, Process& process) {
+    constexpr int kOnlyAsk = 0;
+    if (!process.wasToldToEnd) {
+        BeginKilling(process);
+    }
+    const int signalNumber = process.isKilling ? SIGKILL : kOnlyAsk;
+    if (ProcMgr::SignalTree(RootOf(key, process), signalNumber, leaders_).empty()) {
+        return true;
+    }
+    if (process.isKilling && Clock::now() - process.killedAt > kLeftoverPatience) {
+        PROCMGRD_LOG(kLogError, "owner %s: application %s: a process of it does not die; it is given up",
+                     key.owner.c_str(), key.app.c_str());
+        return true;
+    }
+    return false;
+}
+
+void ProcessHost::Finish(const AppKey& key) {
+    ReadSocket(key);
+    const auto found = processes_.find(key);
+    Process process = std::move(found->second);
+    processes_.erase(found);
+    ended_.erase(key);
+    Unwatch(process);
+    const ExitStatus status = ReapLeader(process.pidfd);
+    leaders_.erase(process.leader.pid);
+    stateFile_.Remove(process.leader);
+    process = {};
+    news_.exited(key, status);
+}
+
+}  // namespace Procmgrd
