@@ -140,7 +140,6 @@ bool OutputLog::OpenFile() {
 
 bool OutputLog::Rotate() {
     file_.Reset();
-    lineIsOpen_ = false;
     for (unsigned number = options_.rotatedFiles; number > 1; --number) {
         const std::string from = path_ + "." + std::to_string(number - 1);
         const std::string to = path_ + "." + std::to_string(number);
@@ -151,7 +150,9 @@ bool OutputLog::Rotate() {
     const std::string first = path_ + ".1";
     const int result =
         options_.rotatedFiles == 0 ? std::remove(path_.c_str()) : std::rename(path_.c_str(), first.c_str());
-    return result == 0 || errno == ENOENT;
+    const bool isDone = result == 0 || errno == ENOENT;
+    lineIsOpen_ = lineIsOpen_ && !isDone;
+    return isDone;
 }
 
 /// Returns the bytes of `text` that were written. A text that was cut short leaves an open line in the file; the next

@@ -1,0 +1,1 @@
+int launch_empty_object_value = 1;
