@@ -35,18 +35,25 @@ public:
     }
 };
 
-PipeHarness::PipeHarness() : impl_(std::make_unique<Impl>()) {}
+PipeHarness::PipeHarness() : impl_(std::make_unique<Impl>()) {
+}
 PipeHarness::~PipeHarness() = default;
 
-void PipeHarness::PushRequest(const std::string& bytes) { FakePipe::Get().DeliverRequest(bytes); }
+void PipeHarness::PushRequest(const std::string& bytes) {
+    FakePipe::Get().DeliverRequest(bytes);
+}
 
 void PipeHarness::PushAppReport(const std::string& name, int pid, uint32_t state) {
     FakePipe::Get().DeliverAppReport(name, pid, state);
 }
 
-void PipeHarness::EndPipe() { FakePipe::Get().LosePipe(); }
+void PipeHarness::EndPipe() {
+    FakePipe::Get().LosePipe();
+}
 
-void PipeHarness::AnswerCallsBy(std::function<std::string(const std::string&)> answer) { Impl::Answer(answer); }
+void PipeHarness::AnswerCallsBy(std::function<std::string(const std::string&)> answer) {
+    Impl::Answer(answer);
+}
 
 void PipeHarness::LeaveCallsUnanswered() {
     FakePipe::Get().OnSend({});
