@@ -1,0 +1,1 @@
+#include "tests/app_manager/manager_fixture.h"
