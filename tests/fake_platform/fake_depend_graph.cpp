@@ -1,8 +1,18 @@
+#include <algorithm>
+
 #include "platform/include/depend_graph.h"
 
 void DependGraph::AddVertex(const std::string& name) {
     if (vertices_.try_emplace(name).second) {
         free_.insert(name);
+    }
+}
+
+void DependGraph::AddRelay(const std::string& name) {
+    const auto [entry, isNew] = vertices_.try_emplace(name);
+    if (isNew) {
+        entry->second.isRelay = true;
+        ++relays_;
     }
 }
 
@@ -15,7 +25,7 @@ void DependGraph::AddEdge(const std::string& name, const std::string& dependency
 }
 
 bool DependGraph::IsEmpty() const {
-    return vertices_.empty();
+    return vertices_.size() == relays_;
 }
 
 std::set<std::string> DependGraph::GetNoDependVertices() const {
@@ -29,28 +39,42 @@ bool DependGraph::Pop(const std::string& name) {
 
 bool DependGraph::Pop(const std::string& name, std::vector<std::string>& freed) {
     const auto found = vertices_.find(name);
-    if (found == vertices_.end()) {
+    if (found == vertices_.end() || found->second.isRelay) {
         return false;
     }
-    const Vertex gone = found->second;
-    vertices_.erase(found);
+    std::vector<std::string> newlyFree;
+    Remove(found, newlyFree);
+    std::sort(newlyFree.begin(), newlyFree.end());
+    freed.insert(freed.end(), newlyFree.begin(), newlyFree.end());
+    return true;
+}
+
+void DependGraph::Remove(Vertices::iterator gone, std::vector<std::string>& freed) {
+    const std::string name = gone->first;
+    const Vertex vertex = gone->second;
+    relays_ -= vertex.isRelay ? 1 : 0;
     free_.erase(name);
-    for (const std::string& dependency : gone.waitsFor) {
-        const auto vertex = vertices_.find(dependency);
-        if (vertex != vertices_.end()) {
-            vertex->second.waitedForBy.erase(name);
+    vertices_.erase(gone);
+    for (const std::string& dependency : vertex.waitsFor) {
+        const auto entry = vertices_.find(dependency);
+        if (entry != vertices_.end()) {
+            entry->second.waitedForBy.erase(name);
         }
     }
-    for (const std::string& waiting : gone.waitedForBy) {
-        const auto vertex = vertices_.find(waiting);
-        if (vertex == vertices_.end()) {
+    for (const std::string& waiting : vertex.waitedForBy) {
+        const auto entry = vertices_.find(waiting);
+        if (entry == vertices_.end()) {
             continue;
         }
-        vertex->second.waitsFor.erase(name);
-        if (vertex->second.waitsFor.empty()) {
+        entry->second.waitsFor.erase(name);
+        if (!entry->second.waitsFor.empty()) {
+            continue;
+        }
+        if (entry->second.isRelay) {
+            Remove(entry, freed);
+        } else {
             free_.insert(waiting);
             freed.push_back(waiting);
         }
     }
-    return true;
 }

@@ -25,6 +25,20 @@ void FakeManifests::OnCall(Operation operation, std::function<void()> hook) {
     hooks_[operation] = std::move(hook);
 }
 
+void FakeManifests::SetGraphResult(Operation operation, int result) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    graphResults_[operation] = result;
+}
+
+int FakeManifests::GraphResult(Operation operation, const std::vector<std::string>& unknown) const {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    const auto found = graphResults_.find(operation);
+    if (found != graphResults_.end()) {
+        return found->second;
+    }
+    return unknown.empty() ? 0 : 1;
+}
+
 void FakeManifests::ThrowOnce(Operation operation) {
     OnCall(operation, [this, operation] {
         OnCall(operation, nullptr);
@@ -188,7 +202,7 @@ int FakeManifests::StartGraph(const std::vector<std::string>& names, DependGraph
             graph.AddEdge(name, below);
         }
     }
-    return unknown.empty() ? 0 : 1;
+    return GraphResult(Operation::START_GRAPH, unknown);
 }
 
 int FakeManifests::TermGraph(const std::vector<std::string>& names, DependGraph& graph,
@@ -205,5 +219,5 @@ int FakeManifests::TermGraph(const std::vector<std::string>& names, DependGraph&
             graph.AddEdge(below, name);
         }
     }
-    return unknown.empty() ? 0 : 1;
+    return GraphResult(Operation::TERM_GRAPH, unknown);
 }

@@ -39,6 +39,10 @@ public:
     /// Called at the begin of each such operation, with no lock of the fake held, on the calling thread. May throw.
     void OnCall(Operation operation, std::function<void()> hook);
 
+    /// What the operation gives from now on instead of its own result, START_GRAPH and TERM_GRAPH only; the graph and
+    /// the list are filled all the same.
+    void SetGraphResult(Operation operation, int result);
+
     /// The next call of the operation throws std::runtime_error; then it works again.
     void ThrowOnce(Operation operation);
 
@@ -69,6 +73,7 @@ private:
 
     FakeManifests() = default;
     void Enter(const Call& call);
+    int GraphResult(Operation operation, const std::vector<std::string>& unknown) const;
     Known Snapshot() const;
     static std::set<std::string> Resolve(const Known& known, const std::vector<std::string>& names,
                                          std::vector<std::string>& unknown);
@@ -79,6 +84,7 @@ private:
     std::map<std::string, std::string> matchData_;
     int matchDataResult_ = 0;
     Known known_;
+    std::map<Operation, int> graphResults_;
     std::map<Operation, std::function<void()>> hooks_;
     std::vector<Call> calls_;
 };
