@@ -26,10 +26,13 @@ public:
         GroupOthers();
     }
 
+    size_t Count() const { return names_.size(); }
     size_t RequestedCount() const { return requestedCount_; }
     bool IsRequested(size_t number) const { return number < requestedCount_; }
     const std::string& Name(size_t number) const { return *names_[number]; }
     const std::vector<size_t>& Dependencies(size_t number) const { return dependencies_[number]; }
+
+    const Successors& AllDependencies() const { return dependencies_; }
 
     /// The groups of names that were not requested; one comes after those that it depends on.
     const std::vector<std::vector<size_t>>& Groups() const { return groups_; }
@@ -102,22 +105,23 @@ private:
 
     std::unordered_map<std::string, size_t> numbers_;
     std::vector<const std::string*> names_;  ///< requested ones first
-    std::vector<std::vector<size_t>> dependencies_;
+    Successors dependencies_;
     size_t requestedCount_ = 0;
     std::vector<std::vector<size_t>> groups_;
     std::vector<size_t> groupOf_;
     std::vector<bool> isRelay_;
 };
 
-/// Calls `add(dependency)` with the name of each requested dependency of the group and of each relay that it needs.
-template <typename Add>
-void ForEachWait(const Reach& reach, size_t group, Add add) {
+/// Calls `onRequested(number)` for each requested dependency of the group and `onRelay(group)` for each relay that it
+/// depends on.
+template <typename OnRequested, typename OnRelay>
+void ForEachDependency(const Reach& reach, size_t group, OnRequested onRequested, OnRelay onRelay) {
     for (const size_t member : reach.Groups()[group]) {
         for (const size_t number : reach.Dependencies(member)) {
             if (reach.IsRequested(number)) {
-                add(reach.Name(number));
+                onRequested(number);
             } else if (reach.GroupOf(number) != group && reach.IsRelay(reach.GroupOf(number))) {
-                add(reach.RelayName(reach.GroupOf(number)));
+                onRelay(reach.GroupOf(number));
             }
         }
     }
@@ -140,6 +144,64 @@ void AddPureDependency(const Reach& reach, size_t number, DependGraph& graph) {
     }
 }
 
+/// Which requested names depend on themselves in some way.
+std::vector<bool> FindCyclic(const Reach& reach) {
+    std::vector<bool> isCyclic(reach.Count(), false);
+    for (const std::vector<size_t>& component : StrongComponents(reach.AllDependencies())) {
+        for (const size_t member : component) {
+            const std::vector<size_t>& dependencies = reach.Dependencies(member);
+            const bool isOwn = std::find(dependencies.begin(), dependencies.end(), member) != dependencies.end();
+            isCyclic[member] = component.size() > 1 || isOwn;
+        }
+    }
+    return isCyclic;
+}
+
+/// The other requested names that depend on `number`, directly or through names that were not requested.
+std::set<size_t> RequestedAbove(const Reach& reach, const Successors& dependants, size_t number) {
+    std::set<size_t> above;
+    std::vector<bool> isSeen(reach.Count(), false);
+    std::vector<size_t> open = {number};
+    while (!open.empty()) {
+        const size_t at = open.back();
+        open.pop_back();
+        for (const size_t dependant : dependants[at]) {
+            if (isSeen[dependant] || dependant == number) {
+                continue;
+            }
+            isSeen[dependant] = true;
+            if (reach.IsRequested(dependant)) {
+                above.insert(dependant);
+            } else {
+                open.push_back(dependant);
+            }
+        }
+    }
+    return above;
+}
+
+/// A name that depends on itself waits for others only, which a relay cannot tell apart. Manifests with cycles are
+/// refused, so that hardly anybody comes here, and a search for each name will do.
+void AddCyclicWaits(const Reach& reach, const std::vector<bool>& isCyclic, DependGraph& graph) {
+    if (std::find(isCyclic.begin(), isCyclic.end(), true) == isCyclic.end()) {
+        return;
+    }
+    Successors dependants(reach.Count());
+    for (size_t at = 0; at < reach.Count(); ++at) {
+        for (const size_t number : reach.Dependencies(at)) {
+            dependants[number].push_back(at);
+        }
+    }
+    for (size_t at = 0; at < reach.RequestedCount(); ++at) {
+        if (!isCyclic[at]) {
+            continue;
+        }
+        for (const size_t above : RequestedAbove(reach, dependants, at)) {
+            graph.AddEdge(reach.Name(at), reach.Name(above));
+        }
+    }
+}
+
 }  // namespace
 
 const std::set<std::string>* FindDependencies(const KnownApplications& known, const std::string& name) {
@@ -157,7 +219,10 @@ DependGraph BuildStartGraph(const KnownApplications& known, const std::vector<st
     DependGraph graph;
     AddRelays(reach, graph);
     for (size_t group = 0; group < reach.Groups().size(); ++group) {
-        ForEachWait(reach, group, [&](const std::string& name) { graph.AddEdge(reach.RelayName(group), name); });
+        const std::string relay = reach.RelayName(group);
+        ForEachDependency(
+            reach, group, [&](size_t number) { graph.AddEdge(relay, reach.Name(number)); },
+            [&](size_t other) { graph.AddEdge(relay, reach.RelayName(other)); });
     }
     for (size_t at = 0; at < reach.RequestedCount(); ++at) {
         graph.AddVertex(reach.Name(at));
@@ -174,21 +239,29 @@ DependGraph BuildStartGraph(const KnownApplications& known, const std::vector<st
 DependGraph BuildTermGraph(const KnownApplications& known, const std::vector<std::string>& names,
                            std::vector<std::string>& unknown) {
     const Reach reach(known, names, unknown);
+    const std::vector<bool> isCyclic = FindCyclic(reach);
     DependGraph graph;
     AddRelays(reach, graph);
     for (size_t at = 0; at < reach.RequestedCount(); ++at) {
         graph.AddVertex(reach.Name(at));
         for (const size_t number : reach.Dependencies(at)) {
-            if (reach.IsRequested(number)) {
+            if (reach.IsRequested(number) && !isCyclic[number]) {
                 graph.AddEdge(reach.Name(number), reach.Name(at));
-            } else if (reach.IsRelay(reach.GroupOf(number))) {
+            } else if (!reach.IsRequested(number) && reach.IsRelay(reach.GroupOf(number))) {
                 graph.AddEdge(reach.RelayName(reach.GroupOf(number)), reach.Name(at));
             }
         }
     }
     for (size_t group = 0; group < reach.Groups().size(); ++group) {
-        ForEachWait(reach, group, [&](const std::string& name) { graph.AddEdge(name, reach.RelayName(group)); });
+        const std::string relay = reach.RelayName(group);
+        const auto letWait = [&](size_t number) {
+            if (!isCyclic[number]) {
+                graph.AddEdge(reach.Name(number), relay);
+            }
+        };
+        ForEachDependency(reach, group, letWait, [&](size_t other) { graph.AddEdge(reach.RelayName(other), relay); });
     }
+    AddCyclicWaits(reach, isCyclic, graph);
     return graph;
 }
 
