@@ -37,9 +37,11 @@ std::vector<FakeHeartBeat::Call> FakeHeartBeat::Calls() const {
 }
 
 std::vector<std::string> FakeHeartBeat::Lines() const {
+    const std::vector<Call> calls = Calls();
     std::vector<std::string> lines;
-    for (const Call& call : Calls()) {
-        lines.push_back(call.ToString());  // NOLINT(performance-inefficient-vector-operation)
+    lines.reserve(calls.size());
+    for (const Call& call : calls) {
+        lines.push_back(call.ToString());
     }
     return lines;
 }
@@ -91,7 +93,7 @@ int FakeHeartBeat::RegisterSend(const std::string& name, const std::string& peer
     const int result = ResultOf(Operation::REGISTER_SEND);
     HeartBeatHandle made = nullptr;
     if (result == 0) {
-        // NOLINTNEXTLINE(performance-no-int-to-ptr): a handle is only compared, never followed.
+        // A handle is only compared, never followed.
         made = reinterpret_cast<HeartBeatHandle>(nextHandle_++);
         senders_[made] = name;
         *handle = made;

@@ -47,7 +47,7 @@ FakeLog::Record SplitPrefix(const std::string& whole) {
         return record;
     }
     record.file = whole.substr(1, colon - 1);
-    record.line = std::atoi(whole.substr(colon + 1, end - colon - 1).c_str());  // NOLINT(cert-err34-c)
+    record.line = std::atoi(whole.substr(colon + 1, end - colon - 1).c_str());
     record.text = whole.substr(end + 1);
     return record;
 }

@@ -41,7 +41,7 @@ public:
 
     ApplicationAttributes& Attributes() { return attributes_; }
 
-    // NOLINTNEXTLINE(google-explicit-constructor): meant to stand where a manifest is wanted.
+    /// Implicit, to stand where a manifest is wanted.
     operator ApplicationManifest() const { return ApplicationManifest(attributes_); }
 
 private:
