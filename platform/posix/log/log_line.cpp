@@ -1,11 +1,7 @@
 #include "platform/posix/log/log_line.h"
 
-#include <unistd.h>
-
 #include <array>
-#include <climits>
 #include <cstdio>
-#include <cstdlib>
 
 #include "platform/posix/log/log_settings.h"
 
@@ -98,20 +94,6 @@ std::string FormatText(const char* format, va_list arguments) {
     }
     va_end(again);
     return text;
-}
-
-std::string ProcessName() {
-    const char* const given = getenv("PROC_NAME");
-    if (given != nullptr && *given != '\0') {
-        return given;
-    }
-    std::array<char, PATH_MAX> path{};
-    const ssize_t length = readlink("/proc/self/exe", path.data(), path.size());
-    if (length <= 0) {
-        return "?";
-    }
-    const std::string full(path.data(), static_cast<size_t>(length));
-    return full.substr(full.rfind('/') + 1);
 }
 
 }  // namespace ProcMgr::Posix

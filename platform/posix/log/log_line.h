@@ -20,9 +20,6 @@ std::string EscapeControls(const std::string& text);
 /// The formatted text, whatever its length; the bare format when it can't be formatted.
 std::string FormatText(const char* format, va_list arguments) __attribute__((format(printf, 1, 0)));
 
-/// PROC_NAME, else the base name of the executable, else "?".
-std::string ProcessName();
-
 }  // namespace ProcMgr::Posix
 
 #endif

@@ -11,9 +11,10 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <string>
 #include <vector>
+
+#include "platform/posix/log/environment.h"
 
 namespace ProcMgr::Posix {
 
@@ -29,9 +30,6 @@ struct LogSettings {
     size_t fileCount = 5;
     std::vector<std::string> warnings;  ///< one for each value that is no good; the default stands instead
 };
-
-/// Gives the value of an environment variable, or null.
-using Environment = std::function<const char*(const char* name)>;
 
 LogSettings ReadLogSettings(const Environment& environment);
 

@@ -14,6 +14,7 @@
 #include <memory>
 #include <string>
 
+#include "platform/posix/log/environment.h"
 #include "platform/posix/log/log_line.h"
 #include "platform/posix/log/log_settings.h"
 
@@ -25,7 +26,7 @@ std::atomic<bool> syslogEnabled{false};
 // Where the lines go, from the first record or question to the end of the process.
 class Log {
 public:
-    Log() : settings_(ReadLogSettings([](const char* name) -> const char* { return getenv(name); })) {
+    Log() : settings_(ReadLogSettings(ProcessEnvironment)) {
         OpenSink();
         for (const std::string& warning : settings_.warnings) {
             if (IsEnabled(kLogLevelEvent)) {
