@@ -1,0 +1,128 @@
+#include "platform/posix/app/procmgr_app.h"
+
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <string>
+
+#include "platform/posix/tunor/unique_fd.h"
+
+namespace {
+
+/// The process manager's end: a datagram socket of one application.
+class AppSocket : public testing::Test {
+protected:
+    AppSocket() {
+        char folder[] = "/tmp/procmgr-app-XXXXXX";
+        folder_ = ::mkdtemp(folder);
+        path_ = folder_ + "/cam.sock";
+        address_.sun_family = AF_UNIX;
+        std::memcpy(address_.sun_path, path_.data(), path_.size());
+    }
+
+    ~AppSocket() override { std::filesystem::remove_all(folder_); }
+
+    void Listen() {
+        fd_.Reset(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+        ASSERT_EQ(::bind(fd_.Get(), reinterpret_cast<sockaddr*>(&address_), sizeof(address_)), 0);
+        const int on = 1;
+        ASSERT_EQ(::setsockopt(fd_.Get(), SOL_SOCKET, SO_PASSCRED, &on, sizeof(on)), 0);
+        ::setenv("PROCMGR_APP_SOCKET", path_.c_str(), 1);
+    }
+
+    std::string Receive(ucred& sender) {
+        char text[100];
+        alignas(cmsghdr) char control[CMSG_SPACE(sizeof(ucred))] = {};
+        iovec part = {text, sizeof(text)};
+        msghdr message = {};
+        message.msg_iov = &part;
+        message.msg_iovlen = 1;
+        message.msg_control = control;
+        message.msg_controllen = sizeof(control);
+        const ssize_t size = ::recvmsg(fd_.Get(), &message, MSG_DONTWAIT);
+        const cmsghdr* head = CMSG_FIRSTHDR(&message);
+        if (head != nullptr && head->cmsg_type == SCM_CREDENTIALS) {
+            std::memcpy(&sender, CMSG_DATA(head), sizeof(sender));
+        }
+        return size < 0 ? "nothing" : std::string(text, static_cast<size_t>(size));
+    }
+
+    std::string folder_;
+    std::string path_;
+    sockaddr_un address_ = {};
+    ProcMgr::UniqueFd fd_;
+};
+
+int FailureOf(int (*report)()) {
+    errno = 0;
+    return report() == -1 ? errno : 0;
+}
+
+}  // namespace
+
+TEST_F(AppSocket, ReadyAndStoppingSendTheirTextsInOrder) {
+    Listen();
+    EXPECT_EQ(ProcmgrAppReady(), 0);
+    EXPECT_EQ(ProcmgrAppStopping(), 0);
+    ucred sender = {};
+    EXPECT_EQ(Receive(sender), "procmgr 1 on");
+    EXPECT_EQ(Receive(sender), "procmgr 1 off");
+    EXPECT_EQ(Receive(sender), "nothing");
+}
+
+TEST_F(AppSocket, TheKernelVouchesForTheSender) {
+    Listen();
+    EXPECT_EQ(ProcmgrAppReady(), 0);
+    ucred sender = {};
+    Receive(sender);
+    EXPECT_EQ(sender.pid, ::getpid());
+    EXPECT_EQ(sender.uid, ::geteuid());
+}
+
+TEST_F(AppSocket, WithoutAnAddressTheProcessIsNotConnected) {
+    ::unsetenv("PROCMGR_APP_SOCKET");
+    EXPECT_EQ(FailureOf(ProcmgrAppReady), ENOTCONN);
+    ::setenv("PROCMGR_APP_SOCKET", "", 1);
+    EXPECT_EQ(FailureOf(ProcmgrAppStopping), ENOTCONN);
+}
+
+TEST_F(AppSocket, AnAddressThatDoesNotFitIsRefused) {
+    ::setenv("PROCMGR_APP_SOCKET", std::string(108, 'a').c_str(), 1);
+    EXPECT_EQ(FailureOf(ProcmgrAppReady), ENAMETOOLONG);
+}
+
+TEST_F(AppSocket, AProcessManagerThatIsGoneIsAnError) {
+    Listen();
+    fd_.Reset();
+    EXPECT_EQ(FailureOf(ProcmgrAppReady), ECONNREFUSED);
+    std::filesystem::remove(path_);
+    EXPECT_EQ(FailureOf(ProcmgrAppReady), ENOENT);
+}
+
+TEST_F(AppSocket, AProcessManagerThatDoesNotReadIsGivenUp) {
+    Listen();
+    // The queue of a datagram socket is short; the first report that it does not take ends with the time-out.
+    int error = 0;
+    for (int i = 0; i < 10000 && error == 0; ++i) {
+        error = FailureOf(ProcmgrAppReady);
+    }
+    EXPECT_EQ(error, ETIMEDOUT);
+}
+
+TEST_F(AppSocket, NoDescriptorIsLeftOpen) {
+    Listen();
+    const int before = ::dup(fd_.Get());
+    ::close(before);
+    EXPECT_EQ(ProcmgrAppReady(), 0);
+    ::unlink(path_.c_str());
+    EXPECT_EQ(FailureOf(ProcmgrAppReady), ENOENT);
+    const int after = ::dup(fd_.Get());
+    ::close(after);
+    EXPECT_EQ(after, before);
+}
