@@ -3,8 +3,7 @@
 /// the exit code; the codes below are the host's own.
 #include <dlfcn.h>
 
-#include <cstdio>
-#include <cstdlib>
+#include <iostream>
 
 namespace {
 
@@ -19,18 +18,19 @@ using AppMain = int (*)(int argc, char** argv);
 
 int main(int argc, char** argv) {
     if (argc < 2) {
-        std::fprintf(stderr, "procmgr-so-host: no shared object given; usage: procmgr-so-host OBJECT [ARGUMENT]...\n");
+        std::cerr << "procmgr-so-host: no shared object given; usage: procmgr-so-host OBJECT [ARGUMENT]..."
+                  << std::endl;
         return kExitUsage;
     }
     const char* const object = argv[1];
     void* const handle = ::dlopen(object, RTLD_NOW | RTLD_GLOBAL);
     if (handle == nullptr) {
-        std::fprintf(stderr, "procmgr-so-host: cannot load %s: %s\n", object, ::dlerror());
+        std::cerr << "procmgr-so-host: cannot load " << object << ": " << ::dlerror() << std::endl;
         return kExitNotLoaded;
     }
     const auto appMain = reinterpret_cast<AppMain>(::dlsym(handle, kEntryName));
     if (appMain == nullptr) {
-        std::fprintf(stderr, "procmgr-so-host: %s has no entry \"%s\": %s\n", object, kEntryName, ::dlerror());
+        std::cerr << "procmgr-so-host: " << object << " has no entry \"" << kEntryName << '"' << std::endl;
         return kExitNoEntry;
     }
     // The object stays loaded: threads that it left behind may still run while the process ends.

@@ -2,7 +2,7 @@
 
 #include <dirent.h>
 #include <fcntl.h>
-#include <linux/close_range.h>
+#include <limits.h>
 #include <signal.h>
 #include <sys/prctl.h>
 #include <sys/syscall.h>
@@ -38,13 +38,20 @@ int BecomeSessionLeader(const ChildPlan&) {
     return ErrnoOf(::setsid());
 }
 
-/// Marks what is left to be closed by the exec, so that the report pipe lives until then.
-int MarkDescriptors(const ChildPlan& plan) {
+int CloseRange(int first, int last) {
+    return first <= last ? ErrnoOf(::syscall(SYS_close_range, first, last, 0)) : 0;
+}
+
+/// Everything but the report pipe, which the exec closes.
+int CloseDescriptors(const ChildPlan& plan) {
     if (plan.highestFd < 0) {
-        return ErrnoOf(::syscall(SYS_close_range, kFirstFdAboveStdio, ~0U, CLOSE_RANGE_CLOEXEC));
+        const int error = CloseRange(kFirstFdAboveStdio, plan.reportFd - 1);
+        return error != 0 ? error : CloseRange(plan.reportFd + 1, INT_MAX);
     }
     for (int fd = kFirstFdAboveStdio; fd <= plan.highestFd; ++fd) {
-        ::fcntl(fd, F_SETFD, FD_CLOEXEC);
+        if (fd != plan.reportFd) {
+            ::close(fd);
+        }
     }
     return 0;
 }
@@ -52,7 +59,7 @@ int MarkDescriptors(const ChildPlan& plan) {
 int SetUpStdio(const ChildPlan& plan) {
     const bool done = ::dup2(plan.nullFd, STDIN_FILENO) >= 0 && ::dup2(plan.outputFd, STDOUT_FILENO) >= 0 &&
                       ::dup2(plan.outputFd, STDERR_FILENO) >= 0;
-    return done ? MarkDescriptors(plan) : errno;
+    return done ? CloseDescriptors(plan) : errno;
 }
 
 int JoinGroup(const char* procsFile) {
@@ -167,7 +174,7 @@ void AwaitGo(const ChildPlan& plan) {
 }  // namespace
 
 int HighestFdWithoutCloseRange() {
-    if (::syscall(SYS_close_range, ~0U, ~0U, CLOSE_RANGE_CLOEXEC) == 0) {
+    if (::syscall(SYS_close_range, INT_MAX, INT_MAX, 0) == 0) {
         return -1;
     }
     int highest = kFirstFdAboveStdio;

@@ -23,7 +23,7 @@ struct ChildPlan {
     int goFd = -1;       ///< one byte: go on; end of the stream: the daemon is gone
     int goWriteFd = -1;  ///< the daemon's end of it, which fork copied
     int reportFd = -1;
-    int highestFd = -1;             ///< when the kernel cannot mark a range of descriptors
+    int highestFd = -1;             ///< when the kernel cannot close a range of descriptors
     std::vector<char*> groupFiles;  ///< these three end with a null pointer
     std::vector<char*> argv;
     std::vector<char*> environment;
@@ -49,7 +49,7 @@ struct ChildReport {
     int32_t error = 0;
 };
 
-/// -1 when the kernel can mark a range; otherwise the highest descriptor in use. Call before fork.
+/// -1 when the kernel can close a range; otherwise the highest descriptor in use. Call before fork.
 int HighestFdWithoutCloseRange();
 
 /// Becomes the application, or reports and ends with the exit code 127.

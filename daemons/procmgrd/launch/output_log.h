@@ -28,7 +28,7 @@ std::string FileSafeName(const std::string& appName);
 
 struct OutputLogOptions {
     std::string directory;                      ///< must exist; empty: lines go to `daemonFd`, each after "<name>: "
-    size_t maxFileBytes = 1024 * 1024;          ///< a file that would grow beyond becomes <name>.log.1
+    size_t maxFileBytes = size_t{1024} * 1024;  ///< a file that would grow beyond becomes <name>.log.1
     unsigned rotatedFiles = 2;                  ///< <name>.log.1 up to this number are kept
     int daemonFd = 2;                           ///< stays the caller's
     size_t maxLineBytes = 4000;                 ///< longer lines are cut into several
@@ -100,7 +100,7 @@ public:
     /// a last line without a newline is passed too.
     State Drain();
 
-    static constexpr size_t kShareBytes = 256 * 1024;
+    static constexpr size_t kShareBytes = size_t{256} * 1024;
 
     OutputPipe(const OutputPipe&) = delete;
     OutputPipe& operator=(const OutputPipe&) = delete;

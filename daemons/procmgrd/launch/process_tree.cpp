@@ -17,7 +17,7 @@
 namespace ProcMgr {
 namespace {
 
-constexpr size_t kMaxEnvironmentBytes = 1024 * 1024;
+constexpr size_t kMaxEnvironmentBytes = size_t{1024} * 1024;
 constexpr int kMaxDepth = 4096;
 /// Position of each field behind the name of the program, which may itself hold blanks and brackets.
 enum StatField : size_t { STATE = 0, PARENT = 1, GROUP = 2, SESSION = 3, START_TIME = 19, FIELD_COUNT = 20 };

@@ -5,7 +5,6 @@
 #include <signal.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <charconv>
 #include <cstdint>
@@ -33,14 +32,21 @@ std::string BootId(const std::string& procRoot) {
     return id;
 }
 
+std::string HexOf(uint32_t value, size_t digits) {
+    constexpr const char* kDigits = "0123456789ABCDEF";
+    std::string hex(digits, '0');
+    for (size_t at = digits; at > 0; value >>= 4U) {
+        hex[--at] = kDigits[value & 0xFU];
+    }
+    return hex;
+}
+
 /// Blanks, newlines, NUL and the percent sign itself become %XX.
 std::string Encode(const std::string& text) {
     std::string encoded;
     for (const char byte : text) {
-        std::array<char, 4> hex{};
         const bool stays = byte > ' ' && byte < 0x7F && byte != '%';
-        std::snprintf(hex.data(), hex.size(), "%%%02X", static_cast<unsigned>(static_cast<unsigned char>(byte)));
-        encoded += stays ? std::string(1, byte) : std::string(hex.data());
+        encoded += stays ? std::string(1, byte) : "%" + HexOf(static_cast<unsigned char>(byte), 2);
     }
     return encoded;
 }
@@ -65,9 +71,7 @@ std::string Checksum(std::string_view text) {
     for (const char byte : text) {
         hash = (hash ^ static_cast<unsigned char>(byte)) * 16777619U;
     }
-    std::array<char, 9> hex{};
-    std::snprintf(hex.data(), hex.size(), "%08x", hash);
-    return hex.data();
+    return HexOf(hash, 8);
 }
 
 std::string Sealed(const std::string& text) {

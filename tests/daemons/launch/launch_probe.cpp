@@ -3,6 +3,7 @@
 #include <sched.h>
 #include <signal.h>
 #include <sys/prctl.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -103,7 +104,7 @@ int Wait(int, char**) {
 }
 
 int WaitStubbornly(int argc, char** argv) {
-    ::signal(SIGTERM, SIG_IGN);
+    static_cast<void>(::signal(SIGTERM, SIG_IGN));
     return Wait(argc, argv);
 }
 
@@ -124,7 +125,8 @@ int GrowTree(int, char**) {
         }
         return TellPidAndWait();
     }
-    if (::fork() == 0) {
+    const pid_t between = ::fork();
+    if (between == 0) {
         ::setsid();
         if (::fork() != 0) {
             ::_exit(0);
@@ -132,6 +134,7 @@ int GrowTree(int, char**) {
         ::setsid();
         return TellPidAndWait();
     }
+    ::waitpid(between, nullptr, 0);
     return TellPidAndWait();
 }
 

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <grp.h>
 #include <sched.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include <cerrno>
@@ -22,7 +23,6 @@ using ProcMgr::LaunchRequest;
 using ProcMgr::LaunchResult;
 using ProcMgr::LaunchSpec;
 using ProcMgr::LaunchStage;
-using testing::ElementsAre;
 
 constexpr uint32_t kNobody = 65534;
 
@@ -85,7 +85,7 @@ TEST_F(Launcher, GivesTheChildItsOwnSessionAndGroup) {
 }
 
 TEST_F(Launcher, ResetsTheSignalMaskAndIgnoredSignals) {
-    ::signal(SIGPIPE, SIG_IGN);
+    ASSERT_NE(::signal(SIGPIPE, SIG_IGN), SIG_ERR);
     sigset_t blocked;
     sigemptyset(&blocked);
     sigaddset(&blocked, SIGTERM);
@@ -281,6 +281,27 @@ TEST_F(Launcher, WritesItselfIntoTheFilesOfItsResourceGroup) {
     EXPECT_TRUE(result.warnings.empty());
     EXPECT_EQ(folder.Read("cpu/vision/cgroup.procs"), "0");
     EXPECT_EQ(folder.Read("memory/vision/cgroup.procs"), "0");
+}
+
+TEST_F(Launcher, OpensTheFilesOfAResourceGroupWhateverTheDaemonHasOpen) {
+    LaunchTest::TemporaryFolder folder;
+    folder.Write("cpu/cgroup.procs", "");
+    folder.Write("cpu/vision/cgroup.procs", "");
+    std::vector<ProcMgr::UniqueFd> open;
+    for (int i = 0; i < 60; ++i) {
+        open.emplace_back(::open("/dev/null", O_RDONLY | O_CLOEXEC));
+    }
+    ApplicationAttributes attributes = Probe({"arguments"});
+    attributes.resGroupName = "vision";
+    LaunchSpec spec = SpecOf(attributes);
+    spec.resourceGroupRoots = {folder.Path(), {}};
+    const LaunchResult result = Launch(spec, [](const ProcMgr::ProcessId& process) {
+        const rlimit few{20, 20};
+        return ::prlimit(process.pid, RLIMIT_NOFILE, &few, nullptr) == 0;
+    });
+    EXPECT_TRUE(result.Ok());
+    EXPECT_TRUE(result.warnings.empty());
+    EXPECT_EQ(folder.Read("cpu/vision/cgroup.procs"), "0");
 }
 
 TEST_F(Launcher, MovesTheChildIntoARealResourceGroup) {

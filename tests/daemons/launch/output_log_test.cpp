@@ -220,7 +220,7 @@ TEST_F(RealOutput, OfAnApplicationThatWritesMuchMoreThanAPipeHoldsIsDrained) {
     LaunchTest::TemporaryFolder folder;
     OutputLogOptions options;
     options.directory = folder.Path();
-    options.maxFileBytes = 1000 * 1000;
+    options.maxFileBytes = 1000000;
     auto log = std::make_shared<OutputLog>("cam", options);
     int error = 0;
     const auto pipe = OutputPipe::Create(log, error);
@@ -242,8 +242,8 @@ TEST_F(RealOutput, OfAnApplicationThatWritesMuchMoreThanAPipeHoldsIsDrained) {
     }
     EXPECT_EQ(Reap(result.process), 0);
     EXPECT_EQ(log->DroppedLines(), 0U);
-    EXPECT_EQ(folder.Read("cam.log").size() + folder.Read("cam.log.1").size(), 15000U * 100);
-    EXPECT_EQ(folder.Read("cam.log.1").size(), 1000U * 1000);
+    EXPECT_EQ(folder.Read("cam.log").size() + folder.Read("cam.log.1").size(), size_t{15000} * 100);
+    EXPECT_EQ(folder.Read("cam.log.1").size(), size_t{1000} * 1000);
 }
 
 }  // namespace

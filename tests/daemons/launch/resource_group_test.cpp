@@ -32,6 +32,7 @@ protected:
 
     std::vector<std::string> Files(const std::vector<std::string>& names) const {
         std::vector<std::string> files;
+        files.reserve(names.size());
         for (const std::string& name : names) {
             files.push_back(folder_.File(name));
         }

@@ -17,7 +17,6 @@ using ProcMgr::FindLeftovers;
 using ProcMgr::Leftover;
 using ProcMgr::ProcessId;
 using ProcMgr::StateFile;
-using ProcMgr::StateRecord;
 using std::chrono::milliseconds;
 using testing::ElementsAre;
 using testing::IsEmpty;
