@@ -170,7 +170,7 @@ TEST_F(PipeClient, HelloCarriesTheProgramsNameWithoutPROC_NAME) {
 }
 
 TEST_F(PipeClient, OpenWaitsForAPeerThatComesLater) {
-    TunorTest::Gate started;
+    const TunorTest::Gate started;
     int result = 0;
     std::thread opener([&] {
         started.Open();
@@ -469,9 +469,9 @@ TEST_F(PipeClient, FrameWithADescriptorIsDroppedAndTheDescriptorClosed) {
 }
 
 TEST_F(PipeClient, MoreThanAHandlerCanEverTakeLosesThePipe) {
-    TunorTest::Gate busy;
-    TunorTest::Gate finish;
-    Work() = [&](int) {
+    const TunorTest::Gate busy;
+    const TunorTest::Gate finish;
+    Work() = [busy, finish](int) {
         busy.Open();
         EXPECT_TRUE(finish.Wait());
     };
@@ -531,10 +531,10 @@ TEST_F(PipeClient, HandlerThatThrowsCostsItsRequestOnly) {
 }
 
 TEST_F(PipeClient, NumberOfADescriptorIsNotUsedAgainWhileItsHandlerRuns) {
-    TunorTest::Gate closed;
-    TunorTest::Gate finish;
-    TunorTest::Gate finished;
-    Work() = [&](int pipe) {
+    const TunorTest::Gate closed;
+    const TunorTest::Gate finish;
+    const TunorTest::Gate finished;
+    Work() = [closed, finish, finished](int pipe) {
         EXPECT_EQ(TunorClosePipe(pipe), 0);
         closed.Open();
         EXPECT_TRUE(finish.Wait());

@@ -62,12 +62,12 @@ bool Watched::WaitFor(const std::function<bool()>& isTrue) const {
     return changed_.wait_until(lock, deadline, isTrue);
 }
 
-void Gate::Open() {
-    watched_.Change([this] { isOpen_ = true; });
+void Gate::Open() const {
+    state_->watched.Change([this] { state_->isOpen = true; });
 }
 
 bool Gate::Wait() const {
-    return watched_.WaitFor([this] { return isOpen_; });
+    return state_->watched.WaitFor([this] { return state_->isOpen; });
 }
 
 TempFolder::TempFolder() {
@@ -278,10 +278,10 @@ void ServerThread::RunWork() {
 }
 
 void ServerThread::Do(const std::function<void(ServerOnHand&)>& work) {
-    Gate done;
+    const Gate done;
     {
         const std::lock_guard<std::mutex> lock(mutex_);
-        work_.push_back([&] {
+        work_.push_back([this, &work, done] {
             work(hand_);
             done.Open();
         });

@@ -30,15 +30,18 @@ private:
     mutable std::condition_variable changed_;
 };
 
-/// A flag that somebody raises once.
+/// Opened once, by anyone. Copies are the same gate, so that a handler's copy outlives the test's.
 class Gate {
 public:
-    void Open();
+    void Open() const;
     [[nodiscard]] bool Wait() const;
 
 private:
-    Watched watched_;
-    bool isOpen_ = false;
+    struct State {
+        Watched watched;
+        bool isOpen = false;
+    };
+    std::shared_ptr<State> state_ = std::make_shared<State>();
 };
 
 class TempFolder {
