@@ -42,8 +42,9 @@ int Daemon::Run() {
         return 1;
     }
     TellReady();
-    while (!conductor_->IsStopped()) {
-        if (!loop_.Turn(conductor_->EndTurn())) {
+    // The end of a turn may be the end of the last process: then there is nothing more to wait for.
+    for (bool moreToDo = conductor_->EndTurn(); !conductor_->IsStopped(); moreToDo = conductor_->EndTurn()) {
+        if (!loop_.Turn(moreToDo)) {
             PROCMGRD_LOG(kLogError, "the loop failed: %s", std::strerror(errno));
             return 1;
         }
