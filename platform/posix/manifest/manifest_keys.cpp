@@ -1,6 +1,7 @@
 #include "platform/posix/manifest/manifest_keys.h"
 
 #include <algorithm>
+#include <cctype>
 #include <charconv>
 #include <limits>
 #include <type_traits>
@@ -29,7 +30,9 @@ std::string CheckRestart(const std::string& text) {
 }
 
 std::string CheckRtType(const std::string& text) {
-    return CheckWord(text, {"fifo", "rr", "other", "batch", "idle"});
+    std::string lower = text;
+    std::transform(lower.begin(), lower.end(), lower.begin(), [](unsigned char byte) { return std::tolower(byte); });
+    return CheckWord(lower, {"fifo", "rr", "other", "batch", "idle"});
 }
 
 std::string CheckMustHold(const std::string& text) {
@@ -74,7 +77,7 @@ public:
             return;
         }
         if (text != "true" && text != "false") {
-            WrongType(value_, "true or false", text);
+            WrongType(value_, "true or false", "the text " + Quote(text));
             return;
         }
         attributes_.*field = text == "true";
@@ -126,13 +129,15 @@ private:
         Report(node, "wants " + wanted + " but found " + found + "; write it like " + Quote(key_.example));
     }
 
-    void WrongType(const YamlNode& node, const std::string& wanted) { WrongType(node, wanted, Describe(node)); }
-
-    bool Text(const YamlNode& node, const std::string& wanted, std::string& text) {
+    void WrongType(const YamlNode& node, const std::string& wanted) {
         if (node.kind == YamlNode::Kind::ALIAS) {
             Report(node, "found an alias, which a manifest must not use; write the value out");
-            return false;
+            return;
         }
+        WrongType(node, wanted, Describe(node));
+    }
+
+    bool Text(const YamlNode& node, const std::string& wanted, std::string& text) {
         if (node.kind != YamlNode::Kind::TEXT) {
             WrongType(node, wanted);
             return false;
