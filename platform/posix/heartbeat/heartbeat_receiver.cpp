@@ -32,7 +32,12 @@ int BindTo(int fd, const sockaddr_un& address) {
     return bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0 ? 0 : errno;
 }
 
+// A socket that nobody has open. Connecting to a plain file is refused too.
 bool IsAbandoned(const sockaddr_un& address) {
+    struct stat status {};
+    if (lstat(address.sun_path, &status) != 0 || !S_ISSOCK(status.st_mode)) {
+        return false;
+    }
     const int probe = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     if (probe < 0) {
         return false;
