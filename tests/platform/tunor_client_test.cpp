@@ -297,7 +297,7 @@ private:
         }
         for (;;) {
             const RawSocket peer = listener.Accept();
-            if (peer.Receive().value_or("") != "") {
+            if (!peer.Receive().value_or("").empty()) {
                 peer.Send(HelloAnswer(0));
                 peer.Receive();
             }

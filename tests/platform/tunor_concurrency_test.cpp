@@ -75,6 +75,7 @@ int Call(int fd, std::string bytes, std::string& answer) {
 
 void InThreads(int count, const std::function<void(int)>& work) {
     std::vector<std::thread> threads;
+    threads.reserve(static_cast<size_t>(count));
     for (int i = 0; i < count; ++i) {
         threads.emplace_back([&work, i] { work(i); });
     }

@@ -87,6 +87,10 @@ TEST(PipeFrame, AppReportCarriesPidStateAndName) {
         "\x67\x12\0\0\x01\0\0\0\x03\0\0\0"
         "cam");
     EXPECT_EQ(ProcMgr::EncodeAppReport({"cam", 4711, 1}), payload);
+    EXPECT_EQ(EncodeFrame(FrameKind::APP_REPORT, 0, payload.data(), payload.size()),
+              Bytes("\x06\0\0\0\0\0\0\0\x0f\0\0\0\0\0\0\0"
+                    "\x67\x12\0\0\x01\0\0\0\x03\0\0\0"
+                    "cam"));
     AppReport report;
     ASSERT_TRUE(ProcMgr::DecodeAppReport(payload.data(), payload.size(), report));
     EXPECT_EQ(report.name, "cam");
@@ -168,5 +172,6 @@ TEST(PipeFrame, MalformedAppReportsAreRefused) {
     EXPECT_FALSE(IsReport(ReportPayload(Bytes("\x01\0\0\0\x02\0\0\0\x03\0\0\0"), "cam")));
     EXPECT_FALSE(IsReport(ReportPayload(Bytes("\xff\xff\xff\xff\0\0\0\0\x03\0\0\0"), "cam")));
     EXPECT_FALSE(IsReport(ReportPayload(Bytes("\x01\0\0\0\0\0\0\0\0\0\0\0"), "")));
+    EXPECT_EQ(ProcMgr::EncodeAppReport({"", 1, 0}), "");
     EXPECT_EQ(ProcMgr::EncodeAppReport({std::string(4097, 'a'), 1, 0}), "");
 }

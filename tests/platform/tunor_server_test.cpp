@@ -490,6 +490,7 @@ TEST_F(PipeServer, WithoutAFreeDescriptorTheServerStaysQuietAndRecovers) {
 
 TEST_F(PipeServer, HundredConnectionsEachGetTheirOwn) {
     std::vector<RawSocket> clients;
+    clients.reserve(100);
     for (int i = 0; i < 100; ++i) {
         clients.push_back(Open("owner" + std::to_string(i)));
     }

@@ -160,7 +160,7 @@ std::optional<std::string> RawSocket::Receive() const {
     if (!WaitReadable(Fd())) {
         return std::nullopt;
     }
-    std::string packet(128 * 1024, '\0');
+    std::string packet(size_t{128} * 1024, '\0');
     ssize_t size = ::recv(Fd(), packet.data(), packet.size(), 0);
     if (size < 0 && errno == ECONNRESET) {
         size = ::recv(Fd(), packet.data(), packet.size(), 0);
@@ -224,7 +224,7 @@ ServerThread::ServerThread(ProcMgr::TunorServerLimits limits) : hand_(limits), w
     ::setenv("PROCMGR_RUN_DIR", folder_.Path().c_str(), 1);
     std::string error;
     if (!hand_.Server().Listen(folder_.Path(), "PROCMGR", error)) {
-        std::fprintf(stderr, "%s\n", error.c_str());
+        (void)std::fprintf(stderr, "%s\n", error.c_str());
         std::abort();
     }
     thread_ = std::thread([this] { Loop(); });
@@ -288,7 +288,7 @@ void ServerThread::Do(const std::function<void(ServerOnHand&)>& work) {
     }
     ::eventfd_write(wake_.Get(), 1);
     if (!done.Wait()) {
-        std::fprintf(stderr, "the server's thread hangs\n");
+        (void)std::fprintf(stderr, "the server's thread hangs\n");
         std::abort();
     }
 }
@@ -325,7 +325,7 @@ void KmonRecord(uint32_t, int32_t level, const char* format, ...) {
     char line[512];
     va_list arguments;
     va_start(arguments, format);
-    std::vsnprintf(line, sizeof(line), format, arguments);
+    (void)std::vsnprintf(line, sizeof(line), format, arguments);
     va_end(arguments);
     TunorTest::TheLog().watched.Change(
         [&] { TunorTest::TheLog().lines.push_back(std::to_string(level) + " " + line); });

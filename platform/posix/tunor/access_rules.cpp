@@ -19,7 +19,7 @@ namespace ProcMgr {
 namespace {
 
 constexpr size_t kRuleFileMax = 1 << 20;
-constexpr size_t kUserRecordMax = 16 * 1024;
+constexpr size_t kUserRecordMax = size_t{16} * 1024;
 constexpr uid_t kNoUid = static_cast<uid_t>(-1);  // the kernel's "leave as it is", never a user
 
 std::vector<std::string> SplitWords(const std::string& line) {

@@ -103,7 +103,7 @@ bool DecodeHello(const FrameView& frame, std::string& name) {
 }
 
 std::string EncodeAppReport(const AppReport& report) {
-    if (report.name.size() > kAppNameMax) {
+    if (report.name.empty() || report.name.size() > kAppNameMax) {
         return {};
     }
     std::string payload;

@@ -23,7 +23,7 @@ enum class FrameKind : uint32_t {
 };
 
 inline constexpr size_t kFrameHeadSize = 16;
-inline constexpr size_t kFrameMax = 64 * 1024;  ///< head and payload together, in bytes
+inline constexpr size_t kFrameMax = size_t{64} * 1024;  ///< head and payload together, in bytes
 inline constexpr size_t kFramePayloadMax = kFrameMax - kFrameHeadSize;
 inline constexpr size_t kOwnerNameMax = 128;  ///< bytes of the name in a hello
 inline constexpr size_t kAppNameMax = 4096;   ///< bytes of the name in an application report
@@ -63,7 +63,7 @@ std::string EncodeHelloAnswer(int error);
 [[nodiscard]] bool DecodeHello(const FrameView& frame, std::string& name);
 [[nodiscard]] bool IsPeerName(const std::string& name);
 
-/// Payload of an application report; empty when the name is over kAppNameMax.
+/// Payload of an application report; empty when the name is empty or over kAppNameMax.
 std::string EncodeAppReport(const AppReport& report);
 [[nodiscard]] bool DecodeAppReport(const void* payload, size_t size, AppReport& report);
 
