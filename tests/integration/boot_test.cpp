@@ -48,8 +48,9 @@ TEST_F(Boot, LeavesDrivingApplicationsAndTemplatesAlone) {
 - {app_name: view, bin_path: $APP, is_dynamic_para: true}
 )");
     ASSERT_NO_FATAL_FAILURE(GroupFixture::Boot());
-    EXPECT_EQ(PidOf("drive"), -1);
-    EXPECT_EQ(PidOf("view"), -1);
+    EXPECT_TRUE(IsUntold("drive"));
+    EXPECT_TRUE(IsUntold("view"));
+    EXPECT_EQ(LeftOver().size(), 3U) << "one application and the two daemons";
 }
 
 TEST_F(Boot, BringsAKilledApplicationBackByItsPolicy) {
@@ -57,8 +58,8 @@ TEST_F(Boot, BringsAKilledApplicationBackByItsPolicy) {
     ASSERT_NO_FATAL_FAILURE(GroupFixture::Boot());
     const pid_t old = PidOf("cam");
     kill(old, SIGKILL);
-    ASSERT_NE(owner_->WaitForLine("ABNORMAL_EXIT"), "");
-    ASSERT_NE(owner_->WaitForLine("SWITCH_ON"), "");
+    ASSERT_NE(owner_->WaitForLine("] ABNORMAL_EXIT"), "");
+    ASSERT_NE(owner_->WaitForLine("] SWITCH_ON"), "");
     EXPECT_NE(PidOf("cam"), old);
     EXPECT_TRUE(IsAlive(PidOf("cam")));
 }

@@ -108,6 +108,16 @@ std::string ChildProcess::WaitForLine(const std::string& text) {
     }
 }
 
+bool ChildProcess::WaitForOutput(const std::string& text) {
+    const auto deadline = Clock::now() + kPatience;
+    while (output_.find(text) == std::string::npos) {
+        if (!ReadMore(deadline)) {
+            return false;
+        }
+    }
+    return true;
+}
+
 int ChildProcess::WaitForExit() {
     if (ended_) {
         return exitCode_;
@@ -122,7 +132,7 @@ int ChildProcess::WaitForExit() {
         }
         ReadMore(Clock::now() + std::chrono::milliseconds(20));
     }
-    while (ReadMore(Clock::now() + std::chrono::milliseconds(1))) {
+    while (ReadMore(Clock::now() + std::chrono::milliseconds(20))) {
     }
     ended_ = true;
     exitCode_ = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);

@@ -27,6 +27,9 @@ public:
     /// calls found; returns the line, or an empty string when the process ended or patience did.
     std::string WaitForLine(const std::string& text);
 
+    /// Waits until `text` stands anywhere in the output; false when the process ended or patience did.
+    bool WaitForOutput(const std::string& text);
+
     /// Waits for the end; the exit code, or 128 + the signal.
     int WaitForExit();
 

@@ -98,17 +98,25 @@ void GroupFixture::Boot() {
     ASSERT_NE(owner_->WaitForLine("] UP "), "") << owner_->Output() << manager_->Output();
 }
 
-pid_t GroupFixture::PidOf(const std::string& application) const {
+pid_t GroupFixture::PidOf(const std::string& application) {
     const std::string& output = owner_->Output();
-    const size_t on = output.rfind(Event("SWITCH_ON", application));
-    const size_t reported = output.rfind(Event("REPORTED_READY", application));
-    const size_t at = on == std::string::npos ? reported : reported == std::string::npos ? on : std::max(on, reported);
-    const size_t pid = at == std::string::npos ? at : output.find(" pid ", at);
-    return pid == std::string::npos ? -1 : static_cast<pid_t>(std::strtol(output.c_str() + pid + 5, nullptr, 10));
+    const std::string reported = Event("REPORTED_READY", application);
+    const bool isSelfReporting = output.find(reported) != std::string::npos;
+    const std::string event = isSelfReporting ? reported : Event("SWITCH_ON", application);
+    if (!owner_->WaitForOutput(event)) {
+        return -1;
+    }
+    const size_t pid = output.find("pid ", output.rfind(event));
+    return static_cast<pid_t>(std::strtol(output.c_str() + pid + 4, nullptr, 10));
 }
 
-size_t GroupFixture::PositionOf(const std::string& event, const std::string& application) const {
-    return owner_->Output().find(Event(event, application));
+size_t GroupFixture::PositionOf(const std::string& event, const std::string& application) {
+    return owner_->WaitForOutput(Event(event, application)) ? owner_->Output().find(Event(event, application))
+                                                            : std::string::npos;
+}
+
+bool GroupFixture::IsUntold(const std::string& application) const {
+    return owner_->Output().find(Event("SWITCH_ON", application)) == std::string::npos;
 }
 
 std::vector<pid_t> GroupFixture::LeftOver() const {

@@ -28,11 +28,15 @@ protected:
     /// Starts both and waits until the group is up.
     void Boot();
 
-    /// The process of an application: the last one of the lines so far that told its coming up.
-    pid_t PidOf(const std::string& application) const;
+    /// The process of an application: the last one of the lines so far that told its coming up. Waits for the first
+    /// one.
+    pid_t PidOf(const std::string& application);
 
-    /// Line numbers do not matter, only which came first in the owner's output.
-    size_t PositionOf(const std::string& event, const std::string& application) const;
+    /// Where the owner's output tells this event first; waits for it.
+    size_t PositionOf(const std::string& event, const std::string& application);
+
+    /// True when the owner's output so far tells nothing of the application.
+    bool IsUntold(const std::string& application) const;
 
     /// The processes that the process manager started in this run directory and that are still there.
     std::vector<pid_t> LeftOver() const;

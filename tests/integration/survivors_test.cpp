@@ -17,7 +17,7 @@ TEST_F(Survivors, OwnerKilledDuringABootLeavesAManagerThatSaysSoAndAcceptsTheNex
 )");
     ASSERT_NO_FATAL_FAILURE(StartManager());
     StartOwner();
-    ASSERT_NE(owner_->WaitForLine("SWITCH_ON"), "") << "base is up, mute will never report: the boot is under way";
+    ASSERT_NE(owner_->WaitForLine("] SWITCH_ON"), "") << "base is up, mute will never report: the boot is under way";
     const pid_t base = PidOf("base");
     owner_->Signal(SIGKILL);
     owner_->WaitForExit();
@@ -25,7 +25,7 @@ TEST_F(Survivors, OwnerKilledDuringABootLeavesAManagerThatSaysSoAndAcceptsTheNex
     EXPECT_TRUE(IsAlive(base));
 
     StartOwner();
-    ASSERT_NE(owner_->WaitForLine("SWITCH_ON"), "");
+    ASSERT_NE(owner_->WaitForLine("] SWITCH_ON"), "");
     EXPECT_EQ(PidOf("base"), base) << "the application that still runs is taken over, not doubled";
 }
 
