@@ -1,0 +1,7 @@
+int procmgr_app_main(int argc, char** argv);
+
+int procmgr_app_main(int argc, char** argv) {
+    (void)argc;
+    (void)argv;
+    return 0;
+}
