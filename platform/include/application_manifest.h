@@ -14,10 +14,8 @@
 struct ApplicationAttributes {
     std::string appName;
     std::string binPath;
-    uint32_t uid = 0;
+    uint32_t uid = 0;  ///< 0 for an owner that is not root: the owner's own; gid alike
     uint32_t gid = 0;
-    bool hasUid = false;  ///< the manifest names a user; otherwise the application runs as its owner
-    bool hasGid = false;
     std::vector<std::string> arguments;
     std::string restart;  ///< "on-failure", "on-forever", "on-until-succeed" or anything else: never
     bool isSo = false;    ///< a shared object that runs inside the process of `processBindPath`
@@ -51,8 +49,6 @@ public:
     std::string GetBinPath() const { return attributes_.binPath; }
     uint32_t GetUid() const { return attributes_.uid; }
     uint32_t GetGid() const { return attributes_.gid; }
-    bool GetHasUid() const { return attributes_.hasUid; }
-    bool GetHasGid() const { return attributes_.hasGid; }
     std::vector<std::string> GetArguments() const { return attributes_.arguments; }
     std::string GetRestart() const { return attributes_.restart; }
     bool GetIsSo() const { return attributes_.isSo; }
