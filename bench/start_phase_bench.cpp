@@ -1,0 +1,228 @@
+/// What a start phase and a terminate phase cost per application, when the process manager answers at once: for groups
+/// of three shapes and three sizes. Beside each stands what the same run's bare work costs: filling and settling the
+/// same ordered maps and the same graph, without threads, requests or states.
+#include <chrono>
+#include <cstdio>
+#include <map>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "app_manager/application_manager.h"
+#include "bench/bench_process_manager.h"
+#include "platform/include/parse_and_depend.h"
+#include "pm_agent/procmgr_agent.h"
+
+namespace {
+
+using ProcMgr::ApplicationManager;
+using Clock = std::chrono::steady_clock;
+
+constexpr size_t kSizes[] = {1000, 10000, 50000};
+constexpr size_t kSizeCount = 3;
+constexpr int kRepeats = 3;
+constexpr size_t kLayerWidth = 100;
+constexpr int kTimeoutMs = 600000;
+
+enum class Shape { WIDE, CHAIN, LAYERS };
+enum class Phase { START, TERMINATE };
+
+/// Microseconds per application.
+struct Cost {
+    double phase = 0;
+    double bare = 0;
+};
+
+struct Costs {
+    Cost start;
+    Cost terminate;
+};
+
+constexpr const char* kShapeNames[] = {"wide", "chain", "layers"};
+constexpr size_t kShapeCount = 3;
+static_assert(static_cast<size_t>(Shape::LAYERS) + 1 == kShapeCount);
+
+using Table = Costs[kSizeCount][kShapeCount];
+
+/// The rows of both tables.
+struct Row {
+    const char* phase;
+    Cost Costs::*cost;
+};
+
+constexpr Row kRows[] = {{"start", &Costs::start}, {"terminate", &Costs::terminate}};
+
+std::string NameOf(size_t index) {
+    char name[32];
+    (void)snprintf(name, sizeof(name), "app_%06zu", index);
+    return name;
+}
+
+std::set<std::string> DependsOf(Shape shape, size_t index) {
+    if (shape == Shape::CHAIN && index > 0) {
+        return {NameOf(index - 1)};
+    }
+    if (shape == Shape::LAYERS && index >= kLayerWidth) {
+        const size_t below = index - kLayerWidth;
+        const size_t neighbour = below % kLayerWidth == 0 ? below + 1 : below - 1;
+        return {NameOf(below), NameOf(neighbour)};
+    }
+    return {};
+}
+
+/// Gives manager and parser a group of `count` applications; returns their names.
+std::vector<std::string> SetGroup(Shape shape, size_t count) {
+    std::vector<std::string> names;
+    std::vector<ApplicationManifest> manifests;
+    std::unordered_map<std::string, std::set<std::string>> depends;
+    for (size_t index = 0; index < count; ++index) {
+        ApplicationAttributes attributes;
+        attributes.appName = NameOf(index);
+        attributes.depends = DependsOf(shape, index);
+        names.push_back(attributes.appName);
+        depends[attributes.appName] = attributes.depends;
+        manifests.emplace_back(std::move(attributes));
+    }
+    ParseAndDepend::GetInstance().SetApplicationDependsMap(depends);
+    ApplicationManager::GetInstance().UpdateApplicationList(manifests);
+    return names;
+}
+
+std::vector<AppInfoForServer> RequestFor(const std::vector<std::string>& names) {
+    std::vector<AppInfoForServer> request;
+    for (const std::string& name : names) {
+        request.push_back({name, {}, {}});
+    }
+    return request;
+}
+
+double MicrosecondsSince(Clock::time_point begin, size_t count) {
+    return std::chrono::duration<double, std::micro>(Clock::now() - begin).count() / static_cast<double>(count);
+}
+
+double RunPhase(Phase phase, const std::vector<std::string>& names) {
+    const std::vector<AppInfoForServer> request = RequestFor(names);
+    std::vector<AppChangeInfo> results;
+    const auto begin = Clock::now();
+    const bool isSuccess = phase == Phase::START
+                               ? ApplicationManager::GetInstance().ChangeApp({}, request, {}, results, kTimeoutMs)
+                               : ApplicationManager::GetInstance().ChangeApp(request, {}, {}, results, kTimeoutMs);
+    const double cost = MicrosecondsSince(begin, names.size());
+    if (!isSuccess || results.size() != names.size()) {
+        (void)fprintf(stderr, "a phase of %zu applications failed\n", names.size());
+        exit(1);
+    }
+    return cost;
+}
+
+/// The maps of one phase, filled and settled in the order of the waves.
+double RunBare(Phase phase, const std::vector<std::string>& names) {
+    const std::vector<AppInfoForServer> request = RequestFor(names);
+    std::map<std::string, int> registry;
+    for (const std::string& name : names) {
+        registry.emplace(name, 0);
+    }
+    const auto begin = Clock::now();
+    std::map<std::string, AppInfoForServer> requests;
+    std::map<std::string, AppChangeState> results;
+    for (const AppInfoForServer& app : request) {
+        requests[app.appName] = app;
+        results[app.appName] = AppChangeState::INIT;
+    }
+    DependGraph graph;
+    std::vector<std::string> unknown;
+    ParseAndDepend& parser = ParseAndDepend::GetInstance();
+    (void)(phase == Phase::START ? parser.GetStartGraphWithErrApp(names, graph, unknown)
+                                 : parser.GetTermGraphWithErrApp(names, graph, unknown));
+    const std::set<std::string> first = graph.GetNoDependVertices();
+    std::vector<std::string> open(first.begin(), first.end());
+    for (size_t at = 0; at < open.size(); ++at) {
+        const std::string name = open[at];
+        ++registry.find(name)->second;
+        results.find(name)->second = AppChangeState::SUCCESS;
+        (void)graph.Pop(name, open);
+    }
+    std::vector<AppChangeInfo> merged;
+    for (const auto& [name, state] : results) {
+        merged.emplace_back(name, state);
+    }
+    return MicrosecondsSince(begin, names.size());
+}
+
+void KeepSmaller(double& kept, double measured) {
+    if (kept == 0 || measured < kept) {
+        kept = measured;
+    }
+}
+
+/// Start and terminate of one group, the best of some repeats each.
+Costs Measure(Shape shape, size_t count) {
+    Costs costs;
+    const std::vector<std::string> names = SetGroup(shape, count);
+    for (int repeat = 0; repeat < kRepeats; ++repeat) {
+        KeepSmaller(costs.start.phase, RunPhase(Phase::START, names));
+        KeepSmaller(costs.terminate.phase, RunPhase(Phase::TERMINATE, names));
+        KeepSmaller(costs.start.bare, RunBare(Phase::START, names));
+        KeepSmaller(costs.terminate.bare, RunBare(Phase::TERMINATE, names));
+    }
+    return costs;
+}
+
+void PrintCosts(const Table& table) {
+    (void)printf("microseconds per application (in brackets: bare fill-and-settle of the same maps)\n");
+    (void)printf("%-18s %20s %20s %20s\n", "", "1,000", "10,000", "50,000");
+    for (const Row& row : kRows) {
+        for (size_t shape = 0; shape < kShapeCount; ++shape) {
+            (void)printf("%-10s%-8s", row.phase, kShapeNames[shape]);
+            for (const auto& ofSize : table) {
+                const Cost& cost = ofSize[shape].*row.cost;
+                (void)printf("   %8.2f (%6.2f)", cost.phase, cost.bare);
+            }
+            (void)printf("\n");
+        }
+    }
+}
+
+void PrintRatios(const Table& table) {
+    (void)printf("\nper application at 50,000 / at 1,000\n");
+    (void)printf("%-18s %20s %20s\n", "", "raw", "without the maps");
+    for (const Row& row : kRows) {
+        for (size_t shape = 0; shape < kShapeCount; ++shape) {
+            const Cost& small = table[0][shape].*row.cost;
+            const Cost& large = table[kSizeCount - 1][shape].*row.cost;
+            (void)printf("%-10s%-8s %20.2f %20.2f\n", row.phase, kShapeNames[shape], large.phase / small.phase,
+                         (large.phase - large.bare) / (small.phase - small.bare));
+        }
+    }
+}
+
+void TakeReports(const std::vector<ProcMgr::Message::AppStateInfo>& infos) {
+    using Report = ProcMgr::Message::ReportAppStateType;
+    ApplicationManager& manager = ApplicationManager::GetInstance();
+    for (const auto& info : infos) {
+        if (static_cast<Report>(info.appState) == Report::RUNNING_NORMAL_START) {
+            manager.ReportRunningNormalStartFromProcMgr(info.appName, info.pid);
+        } else {
+            manager.ReportTerminatedNormalFromProcMgr(info.appName);
+        }
+    }
+}
+
+}  // namespace
+
+int main() {
+    ProcMgr::ProcMgrAgent& agent = ProcMgr::ProcMgrAgent::GetInstance();
+    if (!agent.RegAppStateChangeCallBackImpl(TakeReports)) {
+        return 1;
+    }
+    Table table;
+    for (size_t size = 0; size < kSizeCount; ++size) {
+        for (size_t shape = 0; shape < kShapeCount; ++shape) {
+            table[size][shape] = Measure(static_cast<Shape>(shape), kSizes[size]);
+        }
+    }
+    agent.ClosePipe();
+    PrintCosts(table);
+    PrintRatios(table);
+    return 0;
+}
