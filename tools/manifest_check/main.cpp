@@ -46,7 +46,7 @@ int Check(const std::string& path) {
 int main(int argc, char** argv) {
     const bool wantsHelp = argc == 2 && (std::strcmp(argv[1], "--help") == 0 || std::strcmp(argv[1], "-h") == 0);
     if (argc != 2 || wantsHelp) {
-        std::fputs(kUsage, wantsHelp ? stdout : stderr);
+        static_cast<void>(std::fputs(kUsage, wantsHelp ? stdout : stderr));
         return wantsHelp ? ALL_GOOD : WRONG_CALL;
     }
     return Check(argv[1]);
