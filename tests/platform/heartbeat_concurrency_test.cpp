@@ -14,6 +14,7 @@ namespace {
 TEST(ConcurrentHearts, MayStartAndStopInManyThreadsWhileBeatsAndNoticesCome) {
     const HeartFolder folder("1");
     std::vector<std::thread> threads;
+    threads.reserve(4);
     for (int thread = 0; thread < 4; ++thread) {
         threads.emplace_back([thread] {
             const std::string name = "app" + std::to_string(thread);

@@ -18,6 +18,7 @@ constexpr int kRecords = 250;
 TEST(ConcurrentRecords, AreWrittenWholeEachOnALineOfItsOwn) {
     const LogFolder folder;
     std::vector<std::thread> threads;
+    threads.reserve(kThreads);
     for (int thread = 0; thread < kThreads; ++thread) {
         threads.emplace_back([thread] {
             for (int i = 0; i < kRecords; ++i) {
