@@ -11,6 +11,7 @@
 #include <cstring>
 
 #include "daemons/procmgrd/daemon_log.h"
+#include "platform/posix/log/environment.h"
 
 namespace Procmgrd {
 namespace {
@@ -138,6 +139,7 @@ bool Daemon::Listen() {
     ProcessHostSettings host{options_.runDir, options_.runDir + "/app", options_.logDir, fileLimit_};
     conductor_ = std::make_unique<Conductor>(loop_, deadlines_, stateFile_, std::move(host), std::move(news));
 
+    WatchHearts();
     OwnerDeskSettings settings;
     settings.runDir = options_.runDir;
     settings.isTerminatingOnOwnerExit = options_.isTerminatingOnOwnerExit;
@@ -146,7 +148,7 @@ bool Daemon::Listen() {
         PROCMGRD_LOG(kLogError, "bad rules: %s", error.c_str());
         return false;
     }
-    desk_ = std::make_unique<OwnerDesk>(*conductor_, std::move(settings));
+    desk_ = std::make_unique<OwnerDesk>(*conductor_, *hearts_, std::move(settings));
     if (!desk_->Listen(error)) {
         PROCMGRD_LOG(kLogError, "can't listen: %s", error.c_str());
         return false;
@@ -154,8 +156,17 @@ bool Daemon::Listen() {
     return loop_.Add(desk_->PollFd(), [this] { desk_->Dispatch(); });
 }
 
+// Without it everything else works, so that its failure is no reason not to begin.
+void Daemon::WatchHearts() {
+    const auto settings = ProcMgr::Posix::ReadHeartBeatSettings(ProcMgr::Posix::ProcessEnvironment);
+    hearts_ = std::make_unique<OwnerHearts>(loop_, deadlines_, settings);
+    if (!hearts_->Open(options_.runDir, kPeerName)) {
+        PROCMGRD_LOG(kLogError, "can't receive the heartbeats of owners: %s", std::strerror(errno));
+    }
+}
+
 void Daemon::TellReady() {
-    PROCMGRD_LOG(kLogEvent, "procmgrd: ready, listening at %s/PROCMGR.sock", options_.runDir.c_str());
+    PROCMGRD_LOG(kLogEvent, "procmgrd: ready, listening at %s/%s.sock", options_.runDir.c_str(), kPeerName);
     if (options_.readyFd >= 0) {
         const char byte = '1';
         if (write(options_.readyFd, &byte, sizeof(byte)) != sizeof(byte)) {
@@ -181,7 +192,11 @@ void Daemon::OnSignals() {
 
 void Daemon::OnDeadlines() {
     for (const DeadlineKey& deadline : deadlines_.TakeDue()) {
-        conductor_->OnDeadline(deadline);
+        if (deadline.first == DeadlineKind::HEARTBEAT) {
+            hearts_->Tick();
+        } else {
+            conductor_->OnDeadline(deadline);
+        }
     }
 }
 

@@ -18,6 +18,7 @@
 #include "daemons/procmgrd/launch/unique_fd.h"
 #include "daemons/procmgrd/options.h"
 #include "daemons/procmgrd/owner_desk.h"
+#include "daemons/procmgrd/owner_hearts.h"
 
 namespace Procmgrd {
 
@@ -36,6 +37,7 @@ private:
     bool WatchSignals();
     bool WatchDeadlines();
     bool Listen();
+    void WatchHearts();
     void TellReady();
     void OnSignals();
     void OnDeadlines();
@@ -47,6 +49,7 @@ private:
     ProcMgr::StateFile stateFile_;
     ProcMgr::UniqueFd signals_;
     std::unique_ptr<Conductor> conductor_;
+    std::unique_ptr<OwnerHearts> hearts_;
     std::unique_ptr<OwnerDesk> desk_;
 };
 

@@ -16,6 +16,7 @@ enum class DeadlineKind : uint8_t {
     TERMINATION,  ///< of one application
     LEFTOVERS,    ///< look again for what ended applications left behind
     STOP,         ///< of the daemon
+    HEARTBEAT,    ///< look whether an owner's heart stopped
 };
 
 using DeadlineKey = std::pair<DeadlineKind, AppKey>;

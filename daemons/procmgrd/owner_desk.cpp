@@ -16,8 +16,6 @@ namespace {
 namespace Message = ProcMgr::Message;
 using Message::RequestType;
 
-constexpr const char* kPeerName = "PROCMGR";
-
 /// Names in execution reports are the owner's own choice; this many are kept.
 constexpr size_t kMaxExecReports = 4096;
 
@@ -45,8 +43,8 @@ std::vector<uint32_t> GroupsOf(pid_t pid, uid_t uid) {
 
 }  // namespace
 
-OwnerDesk::OwnerDesk(Conductor& conductor, OwnerDeskSettings settings)
-    : conductor_(conductor), settings_(std::move(settings)) {
+OwnerDesk::OwnerDesk(Conductor& conductor, OwnerHearts& hearts, OwnerDeskSettings settings)
+    : conductor_(conductor), hearts_(hearts), settings_(std::move(settings)) {
     ProcMgr::TunorServerCallbacks callbacks;
     callbacks.allowUser = [this](uid_t uid) { return settings_.rules.Allowed(uid); };
     callbacks.admit = [this](const ProcMgr::TunorPeer& peer) { return Admit(peer); };
@@ -84,6 +82,7 @@ void OwnerDesk::Open(ConnectionId id, const ProcMgr::TunorPeer& peer) {
     identity.gid = peer.gid;
     identity.groups = GroupsOf(peer.pid, peer.uid);
     owners_.Connect(peer.name, identity, id);
+    hearts_.Came(peer.name, peer.pid);
     if (isBack) {
         PROCMGRD_LOG(kLogEvent, "owner %s is back as process %d of user %u; %zu applications were kept running",
                      peer.name.c_str(), peer.pid, peer.uid, conductor_.LiveAppsOf(peer.name).size());
@@ -94,6 +93,7 @@ void OwnerDesk::Open(ConnectionId id, const ProcMgr::TunorPeer& peer) {
 
 void OwnerDesk::Closed(const ProcMgr::TunorPeer& peer, const std::string& reason) {
     owners_.Disconnect(peer.name);
+    hearts_.Gone(peer.name);
     const std::vector<std::string> live = conductor_.LiveAppsOf(peer.name);
     PROCMGRD_LOG(kLogEvent, "owner %s (pid %d) is gone: %s; %zu applications are %s", peer.name.c_str(), peer.pid,
                  reason.c_str(), live.size(), settings_.isTerminatingOnOwnerExit ? "terminated" : "kept running");

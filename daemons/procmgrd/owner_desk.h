@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "daemons/procmgrd/conductor.h"
+#include "daemons/procmgrd/owner_hearts.h"
 #include "daemons/procmgrd/owner_table.h"
 #include "platform/posix/tunor/access_rules.h"
 #include "platform/posix/tunor/tunor_server.h"
@@ -15,6 +16,9 @@
 #include "pm_agent/request_msg.h"
 
 namespace Procmgrd {
+
+/// The name under which owners find the process manager.
+inline constexpr const char* kPeerName = "PROCMGR";
 
 struct OwnerDeskSettings {
     std::string runDir;
@@ -24,8 +28,8 @@ struct OwnerDeskSettings {
 
 class OwnerDesk {
 public:
-    /// `conductor` outlives the desk and calls its Report, AppReport and Down.
-    OwnerDesk(Conductor& conductor, OwnerDeskSettings settings);
+    /// Both outlive the desk; the conductor calls its Report, AppReport and Down.
+    OwnerDesk(Conductor& conductor, OwnerHearts& hearts, OwnerDeskSettings settings);
 
     /// Opens the pipe. False, with a sentence in `error`, when that fails.
     [[nodiscard]] bool Listen(std::string& error);
@@ -59,6 +63,7 @@ private:
     void Send(const Owner& owner, const std::vector<ProcMgr::Message::RequestMsg>& records);
 
     Conductor& conductor_;
+    OwnerHearts& hearts_;
     const OwnerDeskSettings settings_;
     OwnerTable owners_;
     std::unique_ptr<ProcMgr::TunorServer> server_;

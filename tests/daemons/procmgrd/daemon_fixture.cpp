@@ -57,7 +57,7 @@ DaemonTest::~DaemonTest() {
 void DaemonTest::StartDaemon(const std::vector<std::string>& options) {
     std::vector<std::string> argv = {PROCMGRD_PATH, "--run-dir", RunDir()};
     argv.insert(argv.end(), options.begin(), options.end());
-    daemon_ = std::make_unique<ChildProcess>(argv, std::map<std::string, std::string>{{"PROCMGR_LOG_LEVEL", "debug"}});
+    daemon_ = std::make_unique<ChildProcess>(argv, environment_);
     ASSERT_NE(daemon_->WaitForLine("procmgrd: ready"), "") << daemon_->Output();
 }
 

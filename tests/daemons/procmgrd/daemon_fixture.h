@@ -47,6 +47,7 @@ protected:
     std::string RunDir() const { return folder_ + "/run"; }
 
     std::unique_ptr<ChildProcess> daemon_;
+    std::map<std::string, std::string> environment_ = {{"PROCMGR_LOG_LEVEL", "debug"}};  ///< of the daemon
 
 private:
     std::string folder_;

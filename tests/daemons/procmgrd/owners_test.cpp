@@ -10,6 +10,7 @@
 #include <fstream>
 #include <functional>
 
+#include "platform/include/heartbeat.h"
 #include "tests/daemons/procmgrd/daemon_fixture.h"
 
 namespace ProcmgrdTest {
@@ -182,6 +183,31 @@ TEST_F(Owners, ReportsOfTheirStateAreLogged) {
                 HasSubstr("owner group: its base services are 2 (RUNNING)"));
     owner->SendText(5, "1#cam#1#7#8#");
     EXPECT_THAT(daemon_->WaitForLine("execution of"), HasSubstr("cam is 1 (TERMINATED), values 7 and 8"));
+}
+
+TEST_F(Owners, HeartbeatsAreWatchedFromTheFirstBeatOn) {
+    environment_["PROCMGR_HEARTBEAT_PERIOD_MS"] = "20";
+    ASSERT_EQ(setenv("PROCMGR_HEARTBEAT_PERIOD_MS", "20", 1), 0);
+    StartDaemon();
+    const auto owner = Owner();
+    HeartBeatHandle handle = nullptr;
+    ASSERT_EQ(RegisterSendHeartBeat("group", 5, "PROCMGR", 7, &handle), 0);
+    EXPECT_NE(daemon_->WaitForLine("owner group (pid " + std::to_string(getpid()) + "): its heartbeat began"), "");
+    EXPECT_EQ(UnregisterSendHeartBeat(handle), 0);
+    EXPECT_NE(daemon_->WaitForLine("its heartbeat is lost"), "");
+    ASSERT_EQ(RegisterSendHeartBeat("group", 5, "PROCMGR", 7, &handle), 0);
+    EXPECT_NE(daemon_->WaitForLine("its heartbeat recovered"), "");
+    EXPECT_EQ(UnregisterSendHeartBeat(handle), 0);
+}
+
+TEST_F(Owners, HeartbeatsInTheNameOfAnotherProcessAreDropped) {
+    environment_["PROCMGR_HEARTBEAT_PERIOD_MS"] = "20";
+    StartDaemon();
+    const auto owner = Owner();
+    HeartBeatHandle handle = nullptr;
+    ASSERT_EQ(RegisterSendHeartBeat("stranger", 8, "PROCMGR", 7, &handle), 0);
+    EXPECT_NE(daemon_->WaitForLine("dropped a heartbeat of stranger from process " + std::to_string(getpid())), "");
+    EXPECT_EQ(UnregisterSendHeartBeat(handle), 0);
 }
 
 TEST_F(Owners, RequestsOfUnknownTypeAndMalformedOnesAreLoggedAndDropped) {
