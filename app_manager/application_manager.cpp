@@ -20,6 +20,10 @@ namespace ProcMgr {
 
 namespace {
 
+constexpr GrpOwnerLogLevel kInfo = GrpOwnerLogLevel::GRP_OWNER_LOG_INFO;
+constexpr GrpOwnerLogLevel kWarn = GrpOwnerLogLevel::GRP_OWNER_LOG_WARN;
+constexpr GrpOwnerLogLevel kError = GrpOwnerLogLevel::GRP_OWNER_LOG_ERROR;
+
 constexpr const char* kStartupEntryPathKey = "STARTUP_ENTRY_PATH";
 constexpr const char* kReplaceDataKey = "cfgmgr_env";
 
@@ -192,25 +196,23 @@ void ApplicationManager::SetStartupEntryPath(const std::string& path) {
 void ApplicationManager::InitStartupPathByEnv() {
     const char* value = getenv(kStartupEntryPathKey);
     if (value == nullptr) {
-        GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_WARN, "Get startup entry path env failed, key=%s",
-                      kStartupEntryPathKey);
+        GRP_OWNER_LOG(kWarn, "Get startup entry path env failed, key=%s", kStartupEntryPathKey);
         return;
     }
-    GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_INFO, "Get startup entry env success. key=%s,value=%s",
-                  kStartupEntryPathKey, value);
+    GRP_OWNER_LOG(kInfo, "Get startup entry env success. key=%s,value=%s", kStartupEntryPathKey, value);
     char resolved[kPathBufferSize] = {};
     if (realpath(value, resolved) == nullptr) {
-        GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_ERROR, "Check startup entry path failed, path=%s", value);
+        GRP_OWNER_LOG(kError, "Check startup entry path failed, path=%s", value);
         return;
     }
-    GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_INFO, "Check startup entry path success, check result=%s", resolved);
+    GRP_OWNER_LOG(kInfo, "Check startup entry path success, check result=%s", resolved);
     SetStartupEntryPath(resolved);
 }
 
 void ApplicationManager::InitAppCond() {
     const char* value = getenv(kRunModeEnv.c_str());
     const std::string runMode = value == nullptr ? "0" : value;
-    GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_INFO, "DATAMASTER_RUN_MODE=%s", runMode.c_str());
+    GRP_OWNER_LOG(kInfo, "DATAMASTER_RUN_MODE=%s", runMode.c_str());
     const bool isStretched = runMode == "1";
     for (StartAppInfo* info : {&baseStartAppInfo_, &startAppInfo_}) {
         const std::lock_guard<std::mutex> lock(info->mutex);
@@ -238,28 +240,25 @@ bool ApplicationManager::ApplicationMgrInit(const std::string& startupEntryPath)
     } else {
         InitStartupPathByEnv();
         if (parser.ParseToReplaceData(ParamType::REPLACE_DATA, kReplaceDataKey, matchData) != 0) {
-            GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_WARN, "ParseToReplaceData failed.");
+            GRP_OWNER_LOG(kWarn, "ParseToReplaceData failed.");
         }
     }
     const std::string path = StartupEntryPath();
     if (path.empty()) {
-        GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_ERROR,
-                      "ApplicationManager init failed: startup entry path is empty");
+        GRP_OWNER_LOG(kError, "ApplicationManager init failed: startup entry path is empty");
         return false;
     }
     for (const auto& [key, text] : matchData) {
-        GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_INFO, "matchData first=%s second=%s", key.c_str(), text.c_str());
+        GRP_OWNER_LOG(kInfo, "matchData first=%s second=%s", key.c_str(), text.c_str());
     }
     if (ProcMgrAgent::GetInstance().LoadStartupCfgInfo(MakeStartupCfg(matchData, path)) != 0) {
-        GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_ERROR,
-                      "ApplicationManager init failed: LoadStartupCfgInfo failed");
+        GRP_OWNER_LOG(kError, "ApplicationManager init failed: LoadStartupCfgInfo failed");
         return false;
     }
     std::vector<ApplicationManifest> manifests;
     if (parser.ParseYaml(ParamType::MANIFEST, path, manifests, matchData) != 0) {
         // The good ones are used: part of the group is better than none of it.
-        GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_ERROR,
-                      "ApplicationManager init: parse application manifest error !!!");
+        GRP_OWNER_LOG(kError, "ApplicationManager init: parse application manifest error !!!");
     }
     AddApplications(SortManifests(manifests, true));
     InitAppCond();
@@ -280,8 +279,7 @@ ApplicationManager::Collections ApplicationManager::SortManifests(const std::vec
         } else {
             sorted.templates.emplace(name, manifest);
             if (logTemplates) {
-                GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_INFO,
-                              "ApplicationManager init: dynamicManifests_ AppName=%s", name.c_str());
+                GRP_OWNER_LOG(kInfo, "ApplicationManager init: dynamicManifests_ AppName=%s", name.c_str());
             }
         }
     }
@@ -296,16 +294,16 @@ void ApplicationManager::AddApplications(Collections collections) {
 }
 
 bool ApplicationManager::StartBaseApplication() {
-    GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_INFO, "ApplicationManager: StartBaseApplication begin.");
+    GRP_OWNER_LOG(kInfo, "ApplicationManager: StartBaseApplication begin.");
     const std::vector<AppInfoForServer> list = BaseStartList();
     {
         const std::lock_guard<std::mutex> lock(baseStartAppInfo_.mutex);
         StartPlan::Reset(baseStartAppInfo_);
     }
     if (TryStartApps(list, baseStartAppInfo_)) {
-        GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_INFO, "ApplicationManager: StartBaseApplication end.");
+        GRP_OWNER_LOG(kInfo, "ApplicationManager: StartBaseApplication end.");
     } else {
-        GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_ERROR, "ApplicationManager: StartBaseApplication error.");
+        GRP_OWNER_LOG(kError, "ApplicationManager: StartBaseApplication error.");
         MarkLeftAppToStartFailed(baseStartAppInfo_);
     }
     return CheckBaseApplicationResult();
@@ -329,8 +327,8 @@ bool ApplicationManager::CheckBaseApplicationResult() {
         failed = AppendResults(baseStartAppInfo_.results, all);
     }
     for (const AppChangeInfo& info : failed) {
-        GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_ERROR, "Base application start failed. (Name=%s,result=%s)",
-                      info.appName.c_str(), StateName(info.state).c_str());
+        GRP_OWNER_LOG(kError, "Base application start failed. (Name=%s,result=%s)", info.appName.c_str(),
+                      StateName(info.state).c_str());
     }
     return failed.empty();
 }
@@ -350,8 +348,7 @@ std::shared_ptr<Application> ApplicationManager::FindSilentlyLocked(const std::s
 std::shared_ptr<Application> ApplicationManager::FindApplicationLocked(const std::string& name) const {
     std::shared_ptr<Application> app = FindSilentlyLocked(name);
     if (app == nullptr) {
-        GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_INFO,
-                      "ApplicationManager: FindApplication %s (no application found).", name.c_str());
+        GRP_OWNER_LOG(kInfo, "ApplicationManager: FindApplication %s (no application found).", name.c_str());
     }
     return app;
 }
@@ -384,8 +381,7 @@ void ApplicationManager::CreateDynamicApplication(const std::string& name) {
     for (const auto& [templateName, manifest] : dynamicManifests_) {
         if (ParseAndDepend::GetInstance().IsDynamicParaMatch(templateName, name)) {
             drivingApplications_[name] = std::make_shared<Application>(manifest, name);
-            GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_INFO, "ApplicationManager: CreateDynamicApplication %s",
-                          name.c_str());
+            GRP_OWNER_LOG(kInfo, "ApplicationManager: CreateDynamicApplication %s", name.c_str());
             return;
         }
     }
@@ -430,19 +426,18 @@ bool ApplicationManager::ReloadCfg() {
     if (!BeginReload()) {
         return false;
     }
-    GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_INFO, "ReloadCfg begin.");
+    GRP_OWNER_LOG(kInfo, "ReloadCfg begin.");
     const std::string path = StartupEntryPath();
     if (path.empty()) {
         // The reload stays open on purpose: without a path no later one can succeed either.
-        GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_ERROR,
-                      "ApplicationManager ReloadCfg failed: startup entry path is empty");
+        GRP_OWNER_LOG(kError, "ApplicationManager ReloadCfg failed: startup entry path is empty");
         return false;
     }
     const ReloadOutcome outcome = TryReload(path);
     if (outcome == ReloadOutcome::REFUSED) {
         return false;
     }
-    GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_INFO, "ReloadCfg end.");
+    GRP_OWNER_LOG(kInfo, "ReloadCfg end.");
     return outcome == ReloadOutcome::DONE;
 }
 
@@ -456,8 +451,8 @@ bool ApplicationManager::BeginReload() {
             return true;
         }
     }
-    GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_WARN,
-                  "ApplicationManager: cannot reload now. (isTransitionFinish=%s)", isFinished ? "true" : "false");
+    GRP_OWNER_LOG(kWarn, "ApplicationManager: cannot reload now. (isTransitionFinish=%s)",
+                  isFinished ? "true" : "false");
     return false;
 }
 
@@ -471,7 +466,7 @@ ApplicationManager::ReloadOutcome ApplicationManager::TryReload(const std::strin
         outcome = ReloadOutcome::BROKEN;
     }
     if (outcome == ReloadOutcome::BROKEN) {
-        GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_ERROR, "ApplicationManager: reload config error !!!");
+        GRP_OWNER_LOG(kError, "ApplicationManager: reload config error !!!");
     }
     return outcome;
 }
@@ -483,11 +478,10 @@ ApplicationManager::ReloadOutcome ApplicationManager::ReloadManifests(const std:
     MatchData matchData;
     (void)parser.ParseToReplaceData(ParamType::REPLACE_DATA, kReplaceDataKey, matchData);
     for (const auto& [key, text] : matchData) {
-        GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_INFO, "first:%s second:%s", key.c_str(), text.c_str());
+        GRP_OWNER_LOG(kInfo, "first:%s second:%s", key.c_str(), text.c_str());
     }
     if (ProcMgrAgent::GetInstance().ReLoadStartupCfgInfo(MakeStartupCfg(matchData, path)) != 0) {
-        GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_ERROR,
-                      "ApplicationManager ReloadCfg failed: ProcMgrAgent UpdateCfg failed");
+        GRP_OWNER_LOG(kError, "ApplicationManager ReloadCfg failed: ProcMgrAgent UpdateCfg failed");
         return ReloadOutcome::REFUSED;
     }
     std::vector<ApplicationManifest> manifests;
@@ -528,11 +522,10 @@ bool ApplicationManager::ChangeApp(const std::vector<AppInfoForServer>& term,
                                    const std::vector<AppInfoForServer>& start,
                                    const std::vector<AppInfoForServer>& restart, std::vector<AppChangeInfo>& results,
                                    int timeoutMs) {
-    GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_INFO,
-                  "ChangeApp begin. (term=%zu,start=%zu,restart=%zu,timeout=%d ms)", term.size(), start.size(),
+    GRP_OWNER_LOG(kInfo, "ChangeApp begin. (term=%zu,start=%zu,restart=%zu,timeout=%d ms)", term.size(), start.size(),
                   restart.size(), timeoutMs);
     if (!BeginTransition(timeoutMs)) {
-        GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_WARN, "ChangeApp failed, because it is in transition.");
+        GRP_OWNER_LOG(kWarn, "ChangeApp failed, because it is in transition.");
         return false;
     }
     // The next change clears the records, so this one must be merged before it ends.
@@ -580,13 +573,13 @@ bool ApplicationManager::RunPhases(const std::vector<AppInfoForServer>& term,
         MarkLeftAppToStartFailed(startAppInfo_);
         return false;
     }
-    GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_INFO, "ApplicationManager: ChangeAppState restart begin.");
+    GRP_OWNER_LOG(kInfo, "ApplicationManager: ChangeAppState restart begin.");
     if (!restart.empty() && !TryRestartApps(restart)) {
         MarkLeftAppToRestartFailed();
         return false;
     }
-    GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_INFO, "ApplicationManager: ChangeAppState restart end.");
-    GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_INFO, "ApplicationManager: ChangeApp end.");
+    GRP_OWNER_LOG(kInfo, "ApplicationManager: ChangeAppState restart end.");
+    GRP_OWNER_LOG(kInfo, "ApplicationManager: ChangeApp end.");
     return true;
 }
 
@@ -640,16 +633,16 @@ bool ApplicationManager::MergeChangeAppResult(std::vector<AppChangeInfo>& result
         restartFailed = AppendResults(restartAppInfo_.results, results);
     }
     for (const AppChangeInfo& info : startFailed) {
-        GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_ERROR, "Start app failed. (name=%s,result=%s)",
-                      info.appName.c_str(), StateName(info.state).c_str());
+        GRP_OWNER_LOG(kError, "Start app failed. (name=%s,result=%s)", info.appName.c_str(),
+                      StateName(info.state).c_str());
     }
     for (const AppChangeInfo& info : termFailed) {
-        GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_ERROR, "Term app failed. (name=%s,result=%s)",
-                      info.appName.c_str(), StateName(info.state).c_str());
+        GRP_OWNER_LOG(kError, "Term app failed. (name=%s,result=%s)", info.appName.c_str(),
+                      StateName(info.state).c_str());
     }
     for (const AppChangeInfo& info : restartFailed) {
-        GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_ERROR, "Restart app failed. (name=%s,result=%s)",
-                      info.appName.c_str(), StateName(info.state).c_str());
+        GRP_OWNER_LOG(kError, "Restart app failed. (name=%s,result=%s)", info.appName.c_str(),
+                      StateName(info.state).c_str());
     }
     return startFailed.empty() && termFailed.empty() && restartFailed.empty();
 }
@@ -657,22 +650,22 @@ bool ApplicationManager::MergeChangeAppResult(std::vector<AppChangeInfo>& result
 // Terminate.
 
 bool ApplicationManager::TermApps(const std::vector<AppInfoForServer>& list) {
-    GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_INFO, "TermApps begin.");
+    GRP_OWNER_LOG(kInfo, "TermApps begin.");
     const std::vector<std::string> names = GetTermAppNameList(list);
     const std::chrono::milliseconds wait = EffectiveWait(changeAppTimeout_);
     OpenTermRun(names, BuildTermGraph(names));
-    std::set<std::string> wave;
+    std::vector<std::string> wave;
     Wave next = WaitForTermWave(wait, wave);
     for (; next == Wave::READY; next = WaitForTermWave(wait, wave)) {
         TermNoDependsApps(wave);
         // The blank at the end belongs to the text.
-        GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_INFO, "TermApps ... ");
+        GRP_OWNER_LOG(kInfo, "TermApps ... ");
     }
     if (next == Wave::TIMED_OUT) {
-        GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_ERROR, "ChangeApp failed. because TermApps failed time-out.");
+        GRP_OWNER_LOG(kError, "ChangeApp failed. because TermApps failed time-out.");
         return false;
     }
-    GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_INFO, "TermApps end.");
+    GRP_OWNER_LOG(kInfo, "TermApps end.");
     return true;
 }
 
@@ -710,11 +703,9 @@ DependGraph ApplicationManager::BuildTermGraph(const std::vector<std::string>& n
         result = ParseAndDepend::GetInstance().GetTermGraphWithErrApp(names, graph, unknown);
     }
     if (result != 0) {
-        GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_ERROR,
-                      "ParseAndDepend::GetInstance().GetTermGraphWithErrApp failed!");
+        GRP_OWNER_LOG(kError, "ParseAndDepend::GetInstance().GetTermGraphWithErrApp failed!");
         for (const std::string& name : unknown) {
-            GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_WARN, "App <%s> is not in term graph, plz check start yaml.",
-                          name.c_str());
+            GRP_OWNER_LOG(kWarn, "App <%s> is not in term graph, plz check start yaml.", name.c_str());
         }
     }
     return graph;
@@ -728,7 +719,7 @@ void ApplicationManager::OpenTermRun(const std::vector<std::string>& names, Depe
 }
 
 ApplicationManager::Wave ApplicationManager::WaitForTermWave(std::chrono::milliseconds wait,
-                                                             std::set<std::string>& wave) {
+                                                             std::vector<std::string>& wave) {
     {
         std::unique_lock<std::mutex> lock(termAppInfo_.waitMutex);
         if (termAppInfo_.graph.IsEmpty()) {
@@ -747,7 +738,7 @@ ApplicationManager::Wave ApplicationManager::WaitForTermWave(std::chrono::millis
     return Wave::READY;
 }
 
-void ApplicationManager::TermNoDependsApps(const std::set<std::string>& names) {
+void ApplicationManager::TermNoDependsApps(const std::vector<std::string>& names) {
     std::vector<Message::TermAppInfo> commands;
     for (const std::string& name : names) {
         TermOneApp(name, commands);
@@ -755,29 +746,26 @@ void ApplicationManager::TermNoDependsApps(const std::set<std::string>& names) {
     if (commands.empty()) {
         return;
     }
-    GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_INFO, "ApplicationManager: TermApps emAgent TermApp begin.");
+    GRP_OWNER_LOG(kInfo, "ApplicationManager: TermApps emAgent TermApp begin.");
     const uint32_t result = ProcMgrAgent::GetInstance().TermApp(commands);
-    GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_INFO, "ApplicationManager: TermApps emAgent TermApp end. (return=%u)",
-                  result);
+    GRP_OWNER_LOG(kInfo, "ApplicationManager: TermApps emAgent TermApp end. (return=%u)", result);
 }
 
 void ApplicationManager::TermOneApp(const std::string& name, std::vector<Message::TermAppInfo>& commands) {
     TermDecision decision = DecideTerm(name);
     switch (decision.kind) {
         case TermDecision::Kind::NONE:
-            GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_ERROR,
-                          "TermApp %s failed. because term elem not in baseApplication and drivingApplication!",
+            GRP_OWNER_LOG(kError, "TermApp %s failed. because term elem not in baseApplication and drivingApplication!",
                           name.c_str());
             ReportTermAppResult(name, AppChangeState::TERM_FAILED);
             return;
         case TermDecision::Kind::REFUSED:
-            GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_WARN,
-                          "ApplicationManager: termApp %s failed. because cannot term in this state!", name.c_str());
+            GRP_OWNER_LOG(kWarn, "ApplicationManager: termApp %s failed. because cannot term in this state!",
+                          name.c_str());
             ReportTermAppResult(name, AppChangeState::TERM_FAILED);
             return;
         case TermDecision::Kind::SEND:
-            GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_INFO,
-                          "ApplicationManager: Add to termAppList term info: name=%s",
+            GRP_OWNER_LOG(kInfo, "ApplicationManager: Add to termAppList term info: name=%s",
                           decision.command.appName.c_str());
             commands.push_back(std::move(decision.command));
             return;
@@ -815,17 +803,15 @@ void ApplicationManager::MarkLeftAppToTermFailed() {
         FailWaiting(termAppInfo_.termAppsResult, AppChangeState::TERM_FAILED);
     }
     for (const auto& [name, state] : before) {
-        GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_INFO, "Term appName=%s state=%s", name.c_str(),
-                      StateName(state).c_str());
+        GRP_OWNER_LOG(kInfo, "Term appName=%s state=%s", name.c_str(), StateName(state).c_str());
         if (state == AppChangeState::INIT) {
-            GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_WARN, "mark %s to TERM_FAILED", name.c_str());
+            GRP_OWNER_LOG(kWarn, "mark %s to TERM_FAILED", name.c_str());
         }
     }
 }
 
 void ApplicationManager::ReportTermAppResult(const std::string& name, AppChangeState state) {
-    GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_INFO,
-                  "ApplicationManager: ReportTermAppResult: appName=%s,status=%s.", name.c_str(),
+    GRP_OWNER_LOG(kInfo, "ApplicationManager: ReportTermAppResult: appName=%s,status=%s.", name.c_str(),
                   StateName(state).c_str());
     TermPlan::Settlement settlement = TermPlan::Settlement::UNKNOWN;
     AppChangeState stored = state;
@@ -839,13 +825,13 @@ void ApplicationManager::ReportTermAppResult(const std::string& name, AppChangeS
     }
     switch (settlement) {
         case TermPlan::Settlement::UNKNOWN:
-            GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_WARN,
+            GRP_OWNER_LOG(kWarn,
                           "ApplicationManager ReportTermAppResult appName=%s is not in termAppInfo.termAppsResult, "
                           "wrong report? please check.",
                           name.c_str());
             return;
         case TermPlan::Settlement::ALREADY:
-            GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_WARN,
+            GRP_OWNER_LOG(kWarn,
                           "ApplicationManager ReportTermAppResult appName=%s is already feedback(now result state=%s), "
                           "double report? please check.",
                           name.c_str(), StateName(stored).c_str());
@@ -859,10 +845,10 @@ void ApplicationManager::ReportTermAppResult(const std::string& name, AppChangeS
 // Start.
 
 bool ApplicationManager::StartApps(const std::vector<AppInfoForServer>& list, StartAppInfo& info) {
-    GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_INFO, "StartApps begin.");
+    GRP_OWNER_LOG(kInfo, "StartApps begin.");
     StartRequests requests;
     for (const AppInfoForServer& app : list) {
-        requests[app.appName] = app;
+        requests[app.appName] = &app;
     }
     const std::vector<std::string> names = NamesOf(list);
     DependGraph graph = BuildStartGraph(names);
@@ -879,7 +865,7 @@ bool ApplicationManager::StartApps(const std::vector<AppInfoForServer>& list, St
         WaitForAll(tasks);
     }
     if (isInTime) {
-        GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_INFO, "StartApp end.");
+        GRP_OWNER_LOG(kInfo, "StartApp end.");
     }
     return isInTime;
 }
@@ -893,11 +879,9 @@ DependGraph ApplicationManager::BuildStartGraph(const std::vector<std::string>& 
         result = ParseAndDepend::GetInstance().GetStartGraphWithErrApp(names, graph, unknown);
     }
     if (result != 0) {
-        GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_ERROR,
-                      "ParseAndDepend::GetInstance().GetStartGraphWithErrApp failed!");
+        GRP_OWNER_LOG(kError, "ParseAndDepend::GetInstance().GetStartGraphWithErrApp failed!");
         for (const std::string& name : unknown) {
-            GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_WARN, "App <%s> is not in start graph, plz check start yaml.",
-                          name.c_str());
+            GRP_OWNER_LOG(kWarn, "App <%s> is not in start graph, plz check start yaml.", name.c_str());
         }
     }
     return graph;
@@ -905,11 +889,9 @@ DependGraph ApplicationManager::BuildStartGraph(const std::vector<std::string>& 
 
 bool ApplicationManager::RunStartWaves(const StartRequests& requests, StartAppInfo& info, Tasks& tasks) {
     const Deadline deadline(*clocks_, EffectiveWait(changeAppTimeout_));
-    StartedNames started;
-    std::set<std::string> noDepends;
-    while (NeedContinueStart(noDepends, started, info)) {
-        FillAppInfoAndStart(noDepends, started, requests, info);
-        CheckProcessCompleted(noDepends, info, tasks);
+    std::vector<std::string> noDepends;
+    while (NeedContinueStart(noDepends, info)) {
+        CheckProcessCompleted(FillAppInfoAndStart(noDepends, requests, info), info, tasks);
         if (!WaitForStartProgress(deadline, info)) {
             return false;
         }
@@ -917,12 +899,11 @@ bool ApplicationManager::RunStartWaves(const StartRequests& requests, StartAppIn
     return true;
 }
 
-bool ApplicationManager::NeedContinueStart(std::set<std::string>& noDepends, const StartedNames& started,
-                                           StartAppInfo& info) {
+bool ApplicationManager::NeedContinueStart(std::vector<std::string>& noDepends, StartAppInfo& info) {
     StartPlan::Round round;
     {
         const std::lock_guard<std::mutex> lock(info.mutex);
-        round = StartPlan::TakeRound(info, started);
+        round = StartPlan::TakeRound(info);
     }
     noDepends = std::move(round.noDepends);
     if (round.isDone) {
@@ -931,8 +912,7 @@ bool ApplicationManager::NeedContinueStart(std::set<std::string>& noDepends, con
     if (round.canMove || IsAnyDependencyComingUp(info)) {
         return true;
     }
-    GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_WARN,
-                  "noDependsList is empty, and none of already start apps are starting.");
+    GRP_OWNER_LOG(kWarn, "noDependsList is empty, and none of already start apps are starting.");
     return false;
 }
 
@@ -958,22 +938,23 @@ bool ApplicationManager::IsAnyDependencyComingUp(StartAppInfo& info) {
     }
 }
 
-void ApplicationManager::FillAppInfoAndStart(const std::set<std::string>& noDepends, StartedNames& started,
-                                             const StartRequests& requests, StartAppInfo& info) {
-    std::vector<AppInfoForServer> list;
+std::vector<std::string> ApplicationManager::FillAppInfoAndStart(const std::vector<std::string>& noDepends,
+                                                                 const StartRequests& requests, StartAppInfo& info) {
+    std::vector<const AppInfoForServer*> list;
+    std::vector<std::string> others;
     for (const std::string& name : noDepends) {
-        if (started.count(name) != 0) {
+        const auto request = requests.find(name);
+        if (request != requests.end() && FillRequested(name, info)) {
+            list.push_back(request->second);
             continue;
         }
-        const auto request = requests.find(name);
         if (request == requests.end()) {
             PassRunningDependency(name, info);
-        } else if (FillRequested(name, info)) {
-            started.insert(name);
-            list.push_back(request->second);
         }
+        others.push_back(name);
     }
     StartNoDependsApps(list, info);
+    return others;
 }
 
 void ApplicationManager::PassRunningDependency(const std::string& name, StartAppInfo& info) {
@@ -986,7 +967,7 @@ void ApplicationManager::PassRunningDependency(const std::string& name, StartApp
         isRunning = isKnown && app->IsAppRunning();
     }
     if (!isKnown) {
-        GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_ERROR,
+        GRP_OWNER_LOG(kError,
                       "ChangeApp failed. because StartGraph's elem=%s not in baseApplication and drivingApplication!",
                       name.c_str());
     }
@@ -1002,7 +983,7 @@ bool ApplicationManager::FillRequested(const std::string& name, StartAppInfo& in
         isKnown = FindOrCreateLocked(name).app != nullptr;
     }
     if (!isKnown) {
-        GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_ERROR,
+        GRP_OWNER_LOG(kError,
                       "ChangeApp failed. because StartGraph's elem=%s not in baseApplication and drivingApplication!",
                       name.c_str());
         ReportStartAppResult(name, AppChangeState::START_FAILED);
@@ -1014,20 +995,20 @@ bool ApplicationManager::FillRequested(const std::string& name, StartAppInfo& in
             return false;
         }
     }
-    GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_INFO, "noDependsList in startAppMap appName=%s", name.c_str());
+    GRP_OWNER_LOG(kInfo, "noDependsList in startAppMap appName=%s", name.c_str());
     return true;
 }
 
-void ApplicationManager::StartNoDependsApps(const std::vector<AppInfoForServer>& list, StartAppInfo& info) {
-    GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_INFO, "StartNoDependsApps start begin.");
+void ApplicationManager::StartNoDependsApps(const std::vector<const AppInfoForServer*>& list, StartAppInfo& info) {
+    GRP_OWNER_LOG(kInfo, "StartNoDependsApps start begin.");
     std::vector<Message::StartAppInfo> commands;
-    for (const AppInfoForServer& app : list) {
-        StartOneApp(app, info, commands);
+    for (const AppInfoForServer* app : list) {
+        StartOneApp(*app, info, commands);
     }
     if (!commands.empty()) {
         SendStart(commands);
     }
-    GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_INFO, "StartNoDependsApps start end.");
+    GRP_OWNER_LOG(kInfo, "StartNoDependsApps start end.");
 }
 
 void ApplicationManager::StartOneApp(const AppInfoForServer& app, StartAppInfo& info,
@@ -1036,7 +1017,7 @@ void ApplicationManager::StartOneApp(const AppInfoForServer& app, StartAppInfo& 
     StartDecision decision = DecideStart(app);
     switch (decision.kind) {
         case StartDecision::Kind::NONE:
-            GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_ERROR,
+            GRP_OWNER_LOG(kError,
                           "StartApp %s failed. because start elem not in baseApplication and drivingApplication!",
                           name.c_str());
             ReportStartAppResult(name, AppChangeState::START_FAILED);
@@ -1046,21 +1027,18 @@ void ApplicationManager::StartOneApp(const AppInfoForServer& app, StartAppInfo& 
                 const std::lock_guard<std::mutex> lock(info.mutex);
                 (void)StartPlan::MarkCommanded(info, name);
             }
-            GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_WARN, "StartApp %s, app in waitready, skip send cmd to pm",
-                          name.c_str());
+            GRP_OWNER_LOG(kWarn, "StartApp %s, app in waitready, skip send cmd to pm", name.c_str());
             return;
         }
         case StartDecision::Kind::REFUSED:
-            GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_WARN,
-                          "StartApp %s failed. because cannot start in this state!", name.c_str());
+            GRP_OWNER_LOG(kWarn, "StartApp %s failed. because cannot start in this state!", name.c_str());
             ReportStartAppResult(name, AppChangeState::START_FAILED);
             return;
         case StartDecision::Kind::IS_RUNNING:
             ReportStartAppResult(name, AppChangeState::SUCCESS);
             return;
         case StartDecision::Kind::SEND:
-            GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_INFO, "StartNoDependsApps add %s to startAppList.",
-                          name.c_str());
+            GRP_OWNER_LOG(kInfo, "StartNoDependsApps add %s to startAppList.", name.c_str());
             commands.push_back(std::move(decision.command));
             return;
     }
@@ -1087,19 +1065,18 @@ ApplicationManager::StartDecision ApplicationManager::DecideStart(const AppInfoF
 }
 
 void ApplicationManager::SendStart(const std::vector<Message::StartAppInfo>& commands) {
-    GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_INFO, "StartNoDependsApps emAgent StartApp begin.");
+    GRP_OWNER_LOG(kInfo, "StartNoDependsApps emAgent StartApp begin.");
     if (ProcMgrAgent::GetInstance().StartApp(commands) != 0) {
         for (const Message::StartAppInfo& command : commands) {
-            GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_ERROR,
-                          "StartApp %s failed, because ProcMgrAgent StartApp failed", command.appName.c_str());
+            GRP_OWNER_LOG(kError, "StartApp %s failed, because ProcMgrAgent StartApp failed", command.appName.c_str());
             // The state machine takes it as an end of the start, and gives the result on its usual way.
             ReportTerminatedNormalFromProcMgr(command.appName);
         }
     }
-    GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_INFO, "StartNoDependsApps emAgent StartApp end.");
+    GRP_OWNER_LOG(kInfo, "StartNoDependsApps emAgent StartApp end.");
 }
 
-void ApplicationManager::CheckProcessCompleted(const std::set<std::string>& noDepends, StartAppInfo& info,
+void ApplicationManager::CheckProcessCompleted(const std::vector<std::string>& noDepends, StartAppInfo& info,
                                                Tasks& tasks) {
     for (const std::string& name : noDepends) {
         bool isRunning = false;
@@ -1112,8 +1089,7 @@ void ApplicationManager::CheckProcessCompleted(const std::set<std::string>& noDe
             isRunning = app->IsAppRunning();
         }
         if (isRunning && PopVertex(name, info)) {
-            GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_INFO,
-                          "App %s in noDependsList popped success, need to report success again.", name.c_str());
+            GRP_OWNER_LOG(kInfo, "App %s in noDependsList popped success, need to report success again.", name.c_str());
             ReportSuccessByTask(name, tasks);
         }
     }
@@ -1146,7 +1122,7 @@ bool ApplicationManager::WaitForStartProgress(const Deadline& deadline, StartApp
         info.closed = true;
         timeout = static_cast<uint32_t>(info.timeout);
     }
-    GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_ERROR, "StartApp failed. timeout=%u(ms)", timeout);
+    GRP_OWNER_LOG(kError, "StartApp failed. timeout=%u(ms)", timeout);
     return false;
 }
 
@@ -1158,17 +1134,15 @@ void ApplicationManager::MarkLeftAppToStartFailed(StartAppInfo& info) {
         FailWaiting(info.results, AppChangeState::START_FAILED);
     }
     for (const auto& [name, state] : before) {
-        GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_INFO, "Start appName=%s state=%s", name.c_str(),
-                      StateName(state).c_str());
+        GRP_OWNER_LOG(kInfo, "Start appName=%s state=%s", name.c_str(), StateName(state).c_str());
         if (state == AppChangeState::INIT) {
-            GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_WARN, "mark %s to START_FAILED", name.c_str());
+            GRP_OWNER_LOG(kWarn, "mark %s to START_FAILED", name.c_str());
         }
     }
 }
 
 void ApplicationManager::ReportStartAppResult(const std::string& name, AppChangeState state) {
-    GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_INFO,
-                  "ApplicationManager: ReportStartAppResult: appName=%s,status=%s.", name.c_str(),
+    GRP_OWNER_LOG(kInfo, "ApplicationManager: ReportStartAppResult: appName=%s,status=%s.", name.c_str(),
                   StateName(state).c_str());
     ReportStartAppResult(name, state, baseStartAppInfo_);
     ReportStartAppResult(name, state, startAppInfo_);
@@ -1185,7 +1159,7 @@ void ApplicationManager::ReportStartAppResult(const std::string& name, AppChange
         info.condition.notify_all();
     }
     if (settlement == StartPlan::Settlement::ALREADY) {
-        GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_WARN,
+        GRP_OWNER_LOG(kWarn,
                       "ApplicationManager ReportStartAppResult appName=%s is already feedback(now result state=%s)",
                       name.c_str(), StateName(stored).c_str());
     }
@@ -1221,7 +1195,7 @@ bool ApplicationManager::RestartApps(const std::vector<AppInfoForServer>& list) 
             return true;
         }
     }
-    GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_ERROR, "RestartApps failed time-out");
+    GRP_OWNER_LOG(kError, "RestartApps failed time-out");
     return false;
 }
 
@@ -1230,19 +1204,17 @@ void ApplicationManager::RestartOneApp(const AppInfoForServer& app, std::vector<
     RestartDecision decision = DecideRestart(app);
     switch (decision.kind) {
         case RestartDecision::Kind::NONE:
-            GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_ERROR,
+            GRP_OWNER_LOG(kError,
                           "RestartApp %s failed. because restart elem not in baseApplication and drivingApplication!",
                           name.c_str());
             ReportRestartAppResult(name, AppChangeState::RESTART_FAILED);
             return;
         case RestartDecision::Kind::WAIT_READY:
             // The two blanks belong to the text.
-            GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_WARN, "RestartApp %s,  app in waitready, skip send cmd to pm",
-                          name.c_str());
+            GRP_OWNER_LOG(kWarn, "RestartApp %s,  app in waitready, skip send cmd to pm", name.c_str());
             return;
         case RestartDecision::Kind::REFUSED:
-            GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_WARN,
-                          "RestartApp %s failed. because cannot restart in this state!", name.c_str());
+            GRP_OWNER_LOG(kWarn, "RestartApp %s failed. because cannot restart in this state!", name.c_str());
             ReportRestartAppResult(name, AppChangeState::RESTART_FAILED);
             return;
         case RestartDecision::Kind::SEND:
@@ -1276,7 +1248,7 @@ void ApplicationManager::SendRestart(const std::vector<RestartCommand>& commands
         messages.push_back(command.message);
     }
     const uint32_t result = ProcMgrAgent::GetInstance().RestartApp(messages);
-    GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_INFO, "RestartApps done. (return=%u)", result);
+    GRP_OWNER_LOG(kInfo, "RestartApps done. (return=%u)", result);
     if (result == 0) {
         return;
     }
@@ -1317,13 +1289,11 @@ void ApplicationManager::CheckAndRestartApp(const std::string& name) {
         }
     }
     if (!isKnown) {
-        GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_WARN,
-                      "ApplicationManager: SetTermedState %s (no application found, skip it).", name.c_str());
+        GRP_OWNER_LOG(kWarn, "ApplicationManager: SetTermedState %s (no application found, skip it).", name.c_str());
         return;
     }
     if (!isRestarting) {
-        GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_INFO, "ApplicationManager: don't need restart %s. (restart=%s)",
-                      name.c_str(), policy.c_str());
+        GRP_OWNER_LOG(kInfo, "ApplicationManager: don't need restart %s. (restart=%s)", name.c_str(), policy.c_str());
         return;
     }
     RestartByPolicy(command);
@@ -1331,12 +1301,11 @@ void ApplicationManager::CheckAndRestartApp(const std::string& name) {
 
 void ApplicationManager::RestartByPolicy(const RestartCommand& command) {
     const std::string& name = command.message.appName;
-    GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_INFO, "ApplicationManager: restart %s", name.c_str());
-    GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_INFO, "RestartApps add %s to restartAppList", name.c_str());
-    GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_INFO, "ApplicationManager: RestartApps emAgent RestartApp begin.");
+    GRP_OWNER_LOG(kInfo, "ApplicationManager: restart %s", name.c_str());
+    GRP_OWNER_LOG(kInfo, "RestartApps add %s to restartAppList", name.c_str());
+    GRP_OWNER_LOG(kInfo, "ApplicationManager: RestartApps emAgent RestartApp begin.");
     const uint32_t result = ProcMgrAgent::GetInstance().RestartApp({command.message});
-    GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_INFO,
-                  "ApplicationManager: RestartApps emAgent RestartApp end. (return=%u)", result);
+    GRP_OWNER_LOG(kInfo, "ApplicationManager: RestartApps emAgent RestartApp end. (return=%u)", result);
     if (result != 0) {
         UndoRestart(command);
     }
@@ -1350,17 +1319,15 @@ void ApplicationManager::MarkLeftAppToRestartFailed() {
         FailWaiting(restartAppInfo_.results, AppChangeState::RESTART_FAILED);
     }
     for (const auto& [name, state] : before) {
-        GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_INFO, "Restart appName=%s state=%s", name.c_str(),
-                      StateName(state).c_str());
+        GRP_OWNER_LOG(kInfo, "Restart appName=%s state=%s", name.c_str(), StateName(state).c_str());
         if (state == AppChangeState::INIT) {
-            GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_WARN, "mark %s to RESTART_FAILED", name.c_str());
+            GRP_OWNER_LOG(kWarn, "mark %s to RESTART_FAILED", name.c_str());
         }
     }
 }
 
 void ApplicationManager::ReportRestartAppResult(const std::string& name, AppChangeState state) {
-    GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_INFO,
-                  "ApplicationManager: ReportRestartAppResult appName=%s,status=%s.", name.c_str(),
+    GRP_OWNER_LOG(kInfo, "ApplicationManager: ReportRestartAppResult appName=%s,status=%s.", name.c_str(),
                   StateName(state).c_str());
     RestartPlan::Settlement settlement = RestartPlan::Settlement::IGNORED;
     AppChangeState stored = state;
@@ -1372,7 +1339,7 @@ void ApplicationManager::ReportRestartAppResult(const std::string& name, AppChan
         restartAppInfo_.condition.notify_all();
     }
     if (settlement == RestartPlan::Settlement::ALREADY) {
-        GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_WARN,
+        GRP_OWNER_LOG(kWarn,
                       "ApplicationManager ReportRestartAppResult appName=%s is already feedback(now result state=%s), "
                       "double report? please check.",
                       name.c_str(), StateName(stored).c_str());
@@ -1402,13 +1369,12 @@ void ApplicationManager::ReportAppResult(const std::string& name, AppChangeState
 
 bool ApplicationManager::QueryAppState(const std::vector<std::string>& names, std::vector<AppStatus>& statuses,
                                        int timeoutMs) {
-    GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_INFO,
-                  "ApplicationManager: QueryAppState begin. (appList=%zu, timeout=%d ms)", names.size(), timeoutMs);
+    GRP_OWNER_LOG(kInfo, "ApplicationManager: QueryAppState begin. (appList=%zu, timeout=%d ms)", names.size(),
+                  timeoutMs);
     const std::lock_guard<std::mutex> queryLock(queryAppStateMutex_);
     const std::vector<std::string> known = KnownNames(names);
     if (known.empty()) {
-        GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_INFO,
-                      "ApplicationManager: QueryAppState end, no app need query from pm");
+        GRP_OWNER_LOG(kInfo, "ApplicationManager: QueryAppState end, no app need query from pm");
         statuses = StatusesOf(names);
         return true;
     }
@@ -1416,7 +1382,7 @@ bool ApplicationManager::QueryAppState(const std::vector<std::string>& names, st
         return false;
     }
     statuses = StatusesOf(names);
-    GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_INFO, "ApplicationManager: QueryAppState end");
+    GRP_OWNER_LOG(kInfo, "ApplicationManager: QueryAppState end");
     return true;
 }
 
@@ -1424,16 +1390,14 @@ bool ApplicationManager::AskProcMgr(const std::vector<std::string>& names, int t
     std::unique_lock<std::mutex> lock(queryAppStateRespMutex_);
     const uint64_t answersBefore = queryAppStateAnswers_;
     if (ProcMgrAgent::GetInstance().QueryAppState(names) != 0) {
-        GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_ERROR,
-                      "ApplicationManager: QueryAppState failed. because ProcMgrAgent fail.");
+        GRP_OWNER_LOG(kError, "ApplicationManager: QueryAppState failed. because ProcMgrAgent fail.");
         return false;
     }
     const Deadline deadline(*clocks_, EffectiveWait(timeoutMs));
     const bool isAnswered = deadline.Wait(waitQueryAppStateRespConditionVar_, lock,
                                           [answersBefore] { return queryAppStateAnswers_ != answersBefore; });
     if (!isAnswered) {
-        GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_ERROR,
-                      "ApplicationManager: QueryAppState failed. because time-out.");
+        GRP_OWNER_LOG(kError, "ApplicationManager: QueryAppState failed. because time-out.");
     }
     return isAnswered;
 }
@@ -1467,8 +1431,7 @@ std::vector<AppStatus> ApplicationManager::StatusesOf(const std::vector<std::str
             status.pid = app->GetPid();
             status.state = app->GetQueriedState();
         } else {
-            GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_WARN,
-                          "ApplicationManager: QueryAppState %s no application found", name.c_str());
+            GRP_OWNER_LOG(kWarn, "ApplicationManager: QueryAppState %s no application found", name.c_str());
         }
         statuses.push_back(std::move(status));
     }
@@ -1477,16 +1440,16 @@ std::vector<AppStatus> ApplicationManager::StatusesOf(const std::vector<std::str
 
 bool ApplicationManager::QueryAppList(std::vector<std::string>& names) const {
     const std::lock_guard<std::mutex> lock(appMutex_);
-    GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_INFO, "Query app list begin.");
+    GRP_OWNER_LOG(kInfo, "Query app list begin.");
     for (const auto& entry : baseApplications_) {
-        GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_INFO, "base: %s", entry.first.c_str());
+        GRP_OWNER_LOG(kInfo, "base: %s", entry.first.c_str());
         names.push_back(entry.first);
     }
     for (const auto& entry : drivingApplications_) {
-        GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_INFO, "driving: %s", entry.first.c_str());
+        GRP_OWNER_LOG(kInfo, "driving: %s", entry.first.c_str());
         names.push_back(entry.first);
     }
-    GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_INFO, "Query app list end.");
+    GRP_OWNER_LOG(kInfo, "Query app list end.");
     return true;
 }
 
@@ -1501,22 +1464,21 @@ bool ApplicationManager::GrpOwnerVerifyApp(const std::map<std::string, uint32_t>
 
 void ApplicationManager::VerifyDrivingApps(const std::map<std::string, uint32_t>& apps) {
     const std::lock_guard<std::mutex> lock(appMutex_);
-    GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_INFO, "Datamaster verify app begin.");
+    GRP_OWNER_LOG(kInfo, "Datamaster verify app begin.");
     for (const auto& [name, value] : apps) {
-        GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_INFO, "verify: <%s,%u>", name.c_str(), value);
+        GRP_OWNER_LOG(kInfo, "verify: <%s,%u>", name.c_str(), value);
         const auto found = drivingApplications_.find(name);
         if (found == drivingApplications_.end()) {
-            GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_WARN, "<%s,%u> is not in driving app list.", name.c_str(),
-                          value);
+            GRP_OWNER_LOG(kWarn, "<%s,%u> is not in driving app list.", name.c_str(), value);
             continue;
         }
         const AppStateType next =
             value == kVerifiedTerminated ? AppStateType::TERMINATED_STATE : AppStateType::RUNNING_STATE;
         (void)found->second->CompareAndSetAppState(AppStateType::INIT_STATE, next);
         const int state = static_cast<int>(found->second->GetAppStateType());
-        GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_INFO, "Master verify. (app=%s,state=%d)", name.c_str(), state);
+        GRP_OWNER_LOG(kInfo, "Master verify. (app=%s,state=%d)", name.c_str(), state);
     }
-    GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_INFO, "Datamaster verify app end.");
+    GRP_OWNER_LOG(kInfo, "Datamaster verify app end.");
 }
 
 bool ApplicationManager::ApplicationDump() const {
@@ -1529,35 +1491,35 @@ bool ApplicationManager::ApplicationDump() const {
         isTransitionFinished = isTransitionFinished_;
         isReloading = isReloading_;
     }
-    GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_INFO, "Dump Info:");
-    GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_INFO, "baseApplications Info:");
+    GRP_OWNER_LOG(kInfo, "Dump Info:");
+    GRP_OWNER_LOG(kInfo, "baseApplications Info:");
     for (const auto& entry : collections.base) {
-        GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_INFO, "%s", entry.second->AppInfoToString().c_str());
+        GRP_OWNER_LOG(kInfo, "%s", entry.second->AppInfoToString().c_str());
     }
-    GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_INFO, "drivingApplications Info:");
+    GRP_OWNER_LOG(kInfo, "drivingApplications Info:");
     for (const auto& entry : collections.driving) {
-        GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_INFO, "%s", entry.second->AppInfoToString().c_str());
+        GRP_OWNER_LOG(kInfo, "%s", entry.second->AppInfoToString().c_str());
     }
-    GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_INFO, "dynamicManifests Info:");
+    GRP_OWNER_LOG(kInfo, "dynamicManifests Info:");
     for (const auto& entry : collections.templates) {
         const Application shown(entry.second, "");
-        GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_INFO, "%s", shown.AppInfoToString().c_str());
+        GRP_OWNER_LOG(kInfo, "%s", shown.AppInfoToString().c_str());
     }
-    GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_INFO, "isTransitionFinished_=%d isReloading_=%d",
-                  static_cast<int>(isTransitionFinished), static_cast<int>(isReloading));
+    GRP_OWNER_LOG(kInfo, "isTransitionFinished_=%d isReloading_=%d", static_cast<int>(isTransitionFinished),
+                  static_cast<int>(isReloading));
     DumpDependsMap();
     return true;
 }
 
 void ApplicationManager::DumpDependsMap() {
-    GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_INFO, "Parse_And_Depend adj Map:");
+    GRP_OWNER_LOG(kInfo, "Parse_And_Depend adj Map:");
     for (const auto& [name, depends] : ParseAndDepend::GetInstance().GetApplicationDependsMap()) {
         std::string text;
         for (const std::string& depend : depends) {
             text += depend;
             text += ' ';
         }
-        GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_INFO, "app=%s depend=%s", name.c_str(), text.c_str());
+        GRP_OWNER_LOG(kInfo, "app=%s depend=%s", name.c_str(), text.c_str());
     }
 }
 

@@ -38,9 +38,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
-#include <set>
 #include <string>
-#include <unordered_set>
 #include <vector>
 
 #include "app_manager/change_records.h"
@@ -175,8 +173,7 @@ private:
     class TransitionGuard;
     class ReloadGuard;
 
-    using StartedNames = std::unordered_set<std::string>;
-    using StartRequests = std::map<std::string, AppInfoForServer>;
+    using StartRequests = std::map<std::string, const AppInfoForServer*>;
     using Tasks = std::vector<std::future<void>>;
 
     ApplicationManager();
@@ -219,8 +216,8 @@ private:
     void GetAppsNeedTerm(const std::string& name, std::vector<std::string>& names) const;
     DependGraph BuildTermGraph(const std::vector<std::string>& names);
     void OpenTermRun(const std::vector<std::string>& names, DependGraph graph);
-    Wave WaitForTermWave(std::chrono::milliseconds wait, std::set<std::string>& wave);
-    void TermNoDependsApps(const std::set<std::string>& names);
+    Wave WaitForTermWave(std::chrono::milliseconds wait, std::vector<std::string>& wave);
+    void TermNoDependsApps(const std::vector<std::string>& names);
     void TermOneApp(const std::string& name, std::vector<Message::TermAppInfo>& commands);
     TermDecision DecideTerm(const std::string& name);
     void MarkLeftAppToTermFailed();
@@ -229,17 +226,17 @@ private:
     bool StartApps(const std::vector<AppInfoForServer>& list, StartAppInfo& info);
     DependGraph BuildStartGraph(const std::vector<std::string>& names);
     bool RunStartWaves(const StartRequests& requests, StartAppInfo& info, Tasks& tasks);
-    bool NeedContinueStart(std::set<std::string>& noDepends, const StartedNames& started, StartAppInfo& info);
+    bool NeedContinueStart(std::vector<std::string>& noDepends, StartAppInfo& info);
     bool IsAnyDependencyComingUp(StartAppInfo& info);
-    void FillAppInfoAndStart(const std::set<std::string>& noDepends, StartedNames& started,
-                             const StartRequests& requests, StartAppInfo& info);
+    std::vector<std::string> FillAppInfoAndStart(const std::vector<std::string>& noDepends,
+                                                 const StartRequests& requests, StartAppInfo& info);
     bool FillRequested(const std::string& name, StartAppInfo& info);
     void PassRunningDependency(const std::string& name, StartAppInfo& info);
-    void StartNoDependsApps(const std::vector<AppInfoForServer>& list, StartAppInfo& info);
+    void StartNoDependsApps(const std::vector<const AppInfoForServer*>& list, StartAppInfo& info);
     void StartOneApp(const AppInfoForServer& app, StartAppInfo& info, std::vector<Message::StartAppInfo>& commands);
     StartDecision DecideStart(const AppInfoForServer& app);
     void SendStart(const std::vector<Message::StartAppInfo>& commands);
-    void CheckProcessCompleted(const std::set<std::string>& noDepends, StartAppInfo& info, Tasks& tasks);
+    void CheckProcessCompleted(const std::vector<std::string>& noDepends, StartAppInfo& info, Tasks& tasks);
     static bool PopVertex(const std::string& name, StartAppInfo& info);
     void ReportSuccessByTask(const std::string& name, Tasks& tasks);
     static bool WaitForStartProgress(const Deadline& deadline, StartAppInfo& info);

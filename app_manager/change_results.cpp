@@ -30,6 +30,7 @@ void FailWaiting(ChangeResults& results, AppChangeState failure) {
 
 std::vector<AppChangeInfo> AppendResults(const ChangeResults& results, std::vector<AppChangeInfo>& merged) {
     std::vector<AppChangeInfo> failed;
+    merged.reserve(merged.size() + results.size());
     for (const auto& [name, result] : results) {
         merged.emplace_back(name, result);
         if (result != AppChangeState::SUCCESS) {

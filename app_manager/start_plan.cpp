@@ -1,5 +1,7 @@
 #include "app_manager/start_plan.h"
 
+#include <algorithm>
+#include <iterator>
 #include <utility>
 
 namespace ProcMgr::StartPlan {
@@ -40,6 +42,15 @@ bool CanBeCommanded(const StartAppInfo& info, const std::string& name) {
     return result != info.results.end() && IsOpen(result->second);
 }
 
+/// Of the free vertices only those are not seen by this that no round has looked at yet.
+bool IsKnownToBeFree(const StartAppInfo& info, const std::string& name) {
+    if (info.progress.dependencies.count(name) != 0 || info.progress.failedCommands.count(name) != 0) {
+        return true;
+    }
+    const auto result = info.results.find(name);
+    return result != info.results.end() && result->second == AppChangeState::PROCESSING;
+}
+
 }  // namespace
 
 bool IsOpen(AppChangeState state) {
@@ -66,22 +77,20 @@ void Open(StartAppInfo& info, const std::vector<std::string>& names, DependGraph
     info.closed = false;
 }
 
-Round TakeRound(StartAppInfo& info, const std::unordered_set<std::string>& started) {
+Round TakeRound(StartAppInfo& info) {
+    StartProgress& progress = info.progress;
     Round round;
     round.isDone = info.graph.IsEmpty();
-    round.canMove = info.progress.processing > 0;
-    for (std::string& name : info.progress.freed) {
-        round.canMove = round.canMove || CanBeCommanded(info, name);
-        round.noDepends.insert(std::move(name));
+    round.canMove =
+        progress.processing > 0 || std::any_of(progress.freed.begin(), progress.freed.end(),
+                                               [&info](const std::string& name) { return CanBeCommanded(info, name); });
+    round.noDepends.swap(progress.freed);
+    std::copy_if(progress.cameUp.begin(), progress.cameUp.end(), std::back_inserter(round.noDepends),
+                 [&info](const std::string& name) { return IsKnownToBeFree(info, name); });
+    progress.cameUp.clear();
+    if (!std::is_sorted(round.noDepends.begin(), round.noDepends.end())) {
+        std::sort(round.noDepends.begin(), round.noDepends.end());
     }
-    for (std::string& name : info.progress.cameUp) {
-        const bool isFree = started.count(name) != 0 || info.progress.dependencies.count(name) != 0;
-        if (isFree) {
-            round.noDepends.insert(std::move(name));
-        }
-    }
-    info.progress.freed.clear();
-    info.progress.cameUp.clear();
     return round;
 }
 
@@ -109,6 +118,7 @@ bool PopVertex(StartAppInfo& info, const std::string& name) {
         return false;
     }
     info.progress.dependencies.erase(name);
+    info.progress.failedCommands.erase(name);
     for (const std::string& next : freed) {
         NoteFree(info, next);
     }
@@ -128,10 +138,13 @@ Settlement Settle(StartAppInfo& info, const std::string& name, AppChangeState st
         stored = result->second;
         return Settlement::ALREADY;
     }
+    const bool wasCommanded = result->second == AppChangeState::PROCESSING;
     SetResult(info, result->second, state);
     stored = state;
     if (state == AppChangeState::SUCCESS) {
         PopVertex(info, name);
+    } else if (wasCommanded) {
+        info.progress.failedCommands.insert(name);
     }
     info.hasProgress = true;
     return Settlement::TAKEN;

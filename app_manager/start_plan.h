@@ -9,9 +9,7 @@
 #define PROCMGR_APP_MANAGER_START_PLAN_H
 
 #include <cstddef>
-#include <set>
 #include <string>
-#include <unordered_set>
 #include <vector>
 
 #include "app_manager/change_records.h"
@@ -20,9 +18,9 @@ namespace ProcMgr::StartPlan {
 
 /// What one round of the start loop has to do.
 struct Round {
-    bool isDone = false;              ///< the graph is empty
-    bool canMove = false;             ///< something was commanded and is not settled, or can be commanded now
-    std::set<std::string> noDepends;  ///< the free vertices to look at
+    bool isDone = false;                 ///< the graph is empty
+    bool canMove = false;                ///< something was commanded and is not settled, or can be commanded now
+    std::vector<std::string> noDepends;  ///< the free vertices to look at, in name order
 };
 
 enum class Settlement {
@@ -40,8 +38,8 @@ void Reset(StartAppInfo& info);
 /// Begins a run: every name waits for its result.
 void Open(StartAppInfo& info, const std::vector<std::string>& names, DependGraph graph);
 
-/// The vertices that no round has looked at yet, and those noted by NoteCameUp. `started`: the names commanded so far.
-Round TakeRound(StartAppInfo& info, const std::unordered_set<std::string>& started);
+/// The free vertices that no round has looked at yet, and those noted by NoteCameUp.
+Round TakeRound(StartAppInfo& info);
 
 /// Up to `count` free vertices that nobody requested, in name order, behind `after`.
 std::vector<std::string> NextDependencies(const StartAppInfo& info, const std::string& after, size_t count);

@@ -1,5 +1,7 @@
 #include "app_manager/term_plan.h"
 
+#include <algorithm>
+#include <set>
 #include <utility>
 
 namespace ProcMgr::TermPlan {
@@ -19,25 +21,25 @@ void Open(TermAppInfo& info, const std::vector<std::string>& names, DependGraph 
     info.hasProgress = true;
 }
 
-std::set<std::string> TakeWave(TermAppInfo& info) {
-    std::set<std::string> wave(info.freed.begin(), info.freed.end());
-    info.freed.clear();
+std::vector<std::string> TakeWave(TermAppInfo& info) {
+    std::vector<std::string> wave;
+    wave.swap(info.freed);
+    if (!std::is_sorted(wave.begin(), wave.end())) {
+        std::sort(wave.begin(), wave.end());
+    }
     return wave;
 }
 
-void DropUnwanted(TermAppInfo& info, std::set<std::string>& wave) {
-    for (auto it = wave.begin(); it != wave.end();) {
-        const auto result = info.termAppsResult.find(*it);
-        const bool isRequested = result != info.termAppsResult.end();
-        if (isRequested && result->second == AppChangeState::INIT) {
-            ++it;
-            continue;
+void DropUnwanted(TermAppInfo& info, std::vector<std::string>& wave) {
+    const auto isUnwanted = [&info](const std::string& name) {
+        const auto result = info.termAppsResult.find(name);
+        if (result == info.termAppsResult.end()) {
+            PopVertex(info, name);
+            return true;
         }
-        if (!isRequested) {
-            PopVertex(info, *it);
-        }
-        it = wave.erase(it);
-    }
+        return result->second != AppChangeState::INIT;
+    };
+    wave.erase(std::remove_if(wave.begin(), wave.end(), isUnwanted), wave.end());
 }
 
 Settlement Settle(TermAppInfo& info, const std::string& name, AppChangeState state, AppChangeState& stored) {

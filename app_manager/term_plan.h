@@ -3,7 +3,6 @@
 #ifndef PROCMGR_APP_MANAGER_TERM_PLAN_H
 #define PROCMGR_APP_MANAGER_TERM_PLAN_H
 
-#include <set>
 #include <string>
 #include <vector>
 
@@ -23,12 +22,12 @@ void Reset(TermAppInfo& info);
 /// Begins a run: every name waits for its result, and the first wave is free. With both mutexes held.
 void Open(TermAppInfo& info, const std::vector<std::string>& names, DependGraph graph);
 
-/// The free vertices that were not handed out yet. With `waitMutex` held.
-std::set<std::string> TakeWave(TermAppInfo& info);
+/// The free vertices that were not handed out yet, in name order. With `waitMutex` held.
+std::vector<std::string> TakeWave(TermAppInfo& info);
 
 /// Takes out of `wave` who is not to be commanded: a name that has its result by now, and one that nobody asked to
 /// terminate, which leaves the graph as well. With both mutexes held.
-void DropUnwanted(TermAppInfo& info, std::set<std::string>& wave);
+void DropUnwanted(TermAppInfo& info, std::vector<std::string>& wave);
 
 /// Books a result; `stored` gets the one that the run has for the name, if any. With `resultsMutex` held.
 Settlement Settle(TermAppInfo& info, const std::string& name, AppChangeState state, AppChangeState& stored);

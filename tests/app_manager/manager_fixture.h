@@ -33,7 +33,11 @@ public:
         ApplicationManager::ReportStartAppResult(name, state, info);
     }
     static void StartNoDepends(const std::vector<AppInfoForServer>& list, StartAppInfo& info) {
-        Manager().StartNoDependsApps(list, info);
+        std::vector<const AppInfoForServer*> pointers;
+        for (const AppInfoForServer& app : list) {
+            pointers.push_back(&app);
+        }
+        Manager().StartNoDependsApps(pointers, info);
     }
 
 private:

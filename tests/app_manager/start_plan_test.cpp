@@ -33,19 +33,15 @@ protected:
         StartPlan::Open(info_, requested, std::move(graph));
     }
 
-    StartPlan::Round Round() { return StartPlan::TakeRound(info_, started_); }
+    StartPlan::Round Round() { return StartPlan::TakeRound(info_); }
 
-    void Command(const std::string& name) {
-        EXPECT_TRUE(StartPlan::MarkCommanded(info_, name));
-        started_.insert(name);
-    }
+    void Command(const std::string& name) { EXPECT_TRUE(StartPlan::MarkCommanded(info_, name)); }
 
     Settlement Settle(const std::string& name, AppChangeState state) {
         return StartPlan::Settle(info_, name, state, stored_);
     }
 
     StartAppInfo info_;
-    std::unordered_set<std::string> started_;
     AppChangeState stored_ = kInit;
 };
 

@@ -53,7 +53,7 @@ TEST_F(TermPlanTest, EachVertexIsHandedOutOnce) {
 
 TEST_F(TermPlanTest, VertexThatNobodyAskedForLeavesTheGraphWithoutBeingCommanded) {
     Open({"a"}, {{"a", "x"}});
-    std::set<std::string> wave = TermPlan::TakeWave(info_);
+    std::vector<std::string> wave = TermPlan::TakeWave(info_);
     EXPECT_THAT(wave, ElementsAre("x"));
     info_.hasProgress = false;
     TermPlan::DropUnwanted(info_, wave);
@@ -64,7 +64,7 @@ TEST_F(TermPlanTest, VertexThatNobodyAskedForLeavesTheGraphWithoutBeingCommanded
 
 TEST_F(TermPlanTest, VertexThatHasItsResultIsNotCommanded) {
     Open({"a", "b"}, {});
-    std::set<std::string> wave = TermPlan::TakeWave(info_);
+    std::vector<std::string> wave = TermPlan::TakeWave(info_);
     EXPECT_EQ(Settle("a"), Settlement::TAKEN);
     TermPlan::DropUnwanted(info_, wave);
     EXPECT_THAT(wave, ElementsAre("b"));
