@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 #include "platform/include/heartbeat.h"
 #include "platform/include/platform_log.h"
@@ -74,8 +75,17 @@ void BenchProcessManager::Take(const TunorRequest& request) {
     {
         const std::lock_guard<std::mutex> lock(mutex_);
         requests_.push_back(record);
+        if (reportedAt_ != Clock::time_point()) {
+            latencies_.push_back(std::chrono::duration<double, std::micro>(Clock::now() - reportedAt_).count());
+            reportedAt_ = {};
+        }
     }
     changed_.notify_all();
+}
+
+std::vector<double> BenchProcessManager::TakeLatencies() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return std::exchange(latencies_, {});
 }
 
 void BenchProcessManager::Run() {
@@ -111,7 +121,7 @@ void BenchProcessManager::Answer(const RequestMsg& request) {
     }
 }
 
-void BenchProcessManager::Send(const std::vector<std::string>& entries, size_t begin, size_t end) const {
+void BenchProcessManager::Send(const std::vector<std::string>& entries, size_t begin, size_t end) {
     std::string text = std::to_string(end - begin) + "#";
     for (size_t at = begin; at < end; ++at) {
         text += entries[at];
@@ -120,6 +130,10 @@ void BenchProcessManager::Send(const std::vector<std::string>& entries, size_t b
     record.type = static_cast<uint32_t>(RequestType::APP_STATE_REPORT);
     record.size = text.size();
     memcpy(record.data, text.data(), text.size());
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        reportedAt_ = Clock::now();
+    }
     TunorRequest request{&record, sizeof(record)};
     handler_(kFd, &request);
 }
@@ -176,5 +190,14 @@ int RegisterSendHeartBeat(const char* /*name*/, size_t /*nameLen*/, const char* 
 }
 
 int UnregisterSendHeartBeat(HeartBeatHandle /*handle*/) {
+    return 0;
+}
+
+int RegisterCheckHeartBeat(const char* /*name*/, size_t /*nameLen*/, unsigned int /*gid*/,
+                           HeartBeatNotify /*callback*/) {
+    return 0;
+}
+
+int UnregisterCheckHeartBeat(const char* /*name*/, size_t /*nameLen*/) {
     return 0;
 }
