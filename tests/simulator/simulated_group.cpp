@@ -82,7 +82,6 @@ SimulatedGroup::SimulatedGroup(uint32_t seed) : random_(seed), manager_(seed, {"
     FakeManifests::Get().SetManifests(Manifests());
     reportServer = &server_;
     OwnerSetAppReportHandler(OnAppReport);
-    ApplicationManager::GetInstance().UseClocks(clocks_);
     ProcMgrAgent& agent = ProcMgrAgent::GetInstance();
     bool ok = agent.RegAppStateChangeCallBackImpl(
         [this](const std::vector<ProcMgr::Message::AppStateInfo>& infos) { server_.ReportAppStateFromProcMgr(infos); });
@@ -119,11 +118,14 @@ void SimulatedGroup::TurnBad() {
     odds.queryUnanswered = Pick(random_, 0, 20);
     odds.longestDelay = std::chrono::microseconds(Pick(random_, 0, 4000));
     manager_.SetOdds(odds);
+    ApplicationManager::GetInstance().UseClocks(fastClocks_);
 }
 
 void SimulatedGroup::TurnWell() {
     const Watchdog watchdog("settling");
     manager_.SetOdds({});
+    // From here on everything has to succeed, so a slow machine must not run into a time-out.
+    ApplicationManager::GetInstance().UseClocks(ProcMgr::WaitClocks::System());
     FakePipe::Get().ScriptSend({});
     if (!manager_.WaitUntilQuiet()) {
         Complain("reports and requests never came to rest");
@@ -217,7 +219,6 @@ void SimulatedGroup::Change(std::mt19937& random, bool alone) {
     if (alone && !ok && answer.empty() && AsksForApplications(request)) {
         Complain("a change was refused although no other one was running");
     }
-    ++changes_;
     CheckAnswer(request, before, ok, answer);
 }
 
@@ -230,7 +231,9 @@ void SimulatedGroup::CheckAnswer(const Request& request, const Before& before, b
     }
     CheckNames(request, answer);
     for (const AppChangeInfo& entry : answer) {
-        if (entry.state == AppChangeState::SUCCESS) {
+        const bool isSuccess = entry.state == AppChangeState::SUCCESS;
+        ++(isSuccess ? successes_ : failures_);
+        if (isSuccess) {
             CheckSuccess(request, before, entry);
         }
     }

@@ -36,8 +36,9 @@ public:
     /// each one a sentence; empty when everything held.
     std::vector<std::string> Round(int steps);
 
-    /// Requests so far that were carried out.
-    size_t Changes() const { return changes_; }
+    /// Answers for applications so far.
+    size_t Successes() const { return successes_; }
+    size_t Failures() const { return failures_; }
 
 private:
     struct Request {
@@ -70,9 +71,10 @@ private:
 
     std::mt19937 random_;
     SimulatedProcessManager manager_;
-    ScaledClocks clocks_{20};
+    ScaledClocks fastClocks_{50};
     ProcMgr::GrpOwnerServer server_{[] {}};
-    std::atomic<size_t> changes_{0};
+    size_t successes_ = 0;
+    size_t failures_ = 0;
 
     std::mutex complaintsMutex_;
     std::vector<std::string> complaints_;

@@ -1,6 +1,8 @@
-/// Runs the simulator for long: one process per round, so that each starts fresh and a seed repeats by itself.
+/// Runs the simulator for long: one process per seed, several at a time, so that each starts fresh and a seed repeats
+/// by itself.
 ///
-/// usage: procmgr_soak [--seed N] [--minutes M]     exit code 1 after the first round that complains
+/// usage: procmgr_soak [--seed N] [--minutes M | --rounds R] [--steps S] [--jobs J]
+/// Exit code 1 after the first seed that complains, 2 for a wrong command line.
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -8,37 +10,56 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <map>
+#include <string>
 
 #include "tests/simulator/simulated_group.h"
 
 namespace {
 
 struct Options {
-    uint32_t seed = 1;
-    long minutes = 1;
+    long seed = 1;
+    long minutes = 0;
+    long rounds = 1;
+    long steps = 60;
+    long jobs = 1;
 };
+
+struct Switch {
+    const char* name;
+    long Options::*value;
+};
+
+constexpr Switch kSwitches[] = {{"--seed", &Options::seed},
+                                {"--minutes", &Options::minutes},
+                                {"--rounds", &Options::rounds},
+                                {"--steps", &Options::steps},
+                                {"--jobs", &Options::jobs}};
+
+bool Set(const char* name, const char* text, Options& options) {
+    char* end = nullptr;
+    const long value = std::strtol(text, &end, 10);
+    for (const Switch& known : kSwitches) {
+        if (std::strcmp(known.name, name) == 0 && *text != '\0' && *end == '\0' && value >= 0) {
+            options.*known.value = value;
+            return true;
+        }
+    }
+    return false;
+}
 
 bool Parse(int argc, char** argv, Options& options) {
     for (int at = 1; at + 1 < argc; at += 2) {
-        char* end = nullptr;
-        const long value = std::strtol(argv[at + 1], &end, 10);
-        if (*end != '\0' || value < 0) {
-            return false;
-        }
-        if (std::strcmp(argv[at], "--seed") == 0) {
-            options.seed = static_cast<uint32_t>(value);
-        } else if (std::strcmp(argv[at], "--minutes") == 0) {
-            options.minutes = value;
-        } else {
+        if (!Set(argv[at], argv[at + 1], options)) {
             return false;
         }
     }
-    return argc % 2 == 1;
+    return argc % 2 == 1 && options.jobs > 0;
 }
 
-int Round(uint32_t seed) {
+int Round(uint32_t seed, int steps) {
     SimulatedGroup group(seed);
-    const auto complaints = group.Round(60);
+    const auto complaints = group.Round(steps);
     for (const std::string& complaint : complaints) {
         std::printf("seed %u: %s\n", seed, complaint.c_str());
     }
@@ -46,13 +67,25 @@ int Round(uint32_t seed) {
     return complaints.empty() ? 0 : 1;
 }
 
-bool RoundInAProcess(uint32_t seed) {
+pid_t Begin(uint32_t seed, const Options& options) {
     const pid_t child = fork();
     if (child == 0) {
-        std::exit(Round(seed));
+        std::exit(Round(seed, static_cast<int>(options.steps)));
     }
+    return child;
+}
+
+/// Waits for one of the rounds; true when it found nothing.
+bool EndOne(std::map<pid_t, uint32_t>& running) {
     int status = 0;
-    return waitpid(child, &status, 0) == child && WIFEXITED(status) && WEXITSTATUS(status) == 0;
+    const pid_t child = wait(&status);
+    const uint32_t seed = running[child];
+    running.erase(child);
+    if (WIFEXITED(status) && WEXITSTATUS(status) == 0) {
+        return true;
+    }
+    std::printf("seed %u failed; --seed %u repeats it\n", seed, seed);
+    return false;
 }
 
 }  // namespace
@@ -60,18 +93,24 @@ bool RoundInAProcess(uint32_t seed) {
 int main(int argc, char** argv) {
     Options options;
     if (!Parse(argc, argv, options)) {
-        std::fprintf(stderr, "usage: procmgr_soak [--seed N] [--minutes M]\n");
+        std::fprintf(stderr, "usage: procmgr_soak [--seed N] [--minutes M | --rounds R] [--steps S] [--jobs J]\n");
         return 2;
     }
     const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(options.minutes);
-    uint32_t seed = options.seed;
-    do {
-        if (!RoundInAProcess(seed)) {
-            std::printf("seed %u failed; ./dev soak --seed %u repeats it\n", seed, seed);
-            return 1;
-        }
-        ++seed;
-    } while (std::chrono::steady_clock::now() < end);
-    std::printf("%u rounds from seed %u found nothing\n", seed - options.seed, options.seed);
-    return 0;
+    const auto isTimeLeft = [&] { return options.minutes > 0 && std::chrono::steady_clock::now() < end; };
+    std::map<pid_t, uint32_t> running;
+    long begun = 0;
+    bool ok = true;
+    while (ok && (begun < options.rounds || isTimeLeft())) {
+        const auto seed = static_cast<uint32_t>(options.seed + begun++);
+        running[Begin(seed, options)] = seed;
+        ok = running.size() < static_cast<size_t>(options.jobs) || EndOne(running);
+    }
+    while (!running.empty()) {
+        ok = EndOne(running) && ok;
+    }
+    if (ok) {
+        std::printf("%ld rounds of %ld requests from seed %ld found nothing\n", begun, options.steps, options.seed);
+    }
+    return ok ? 0 : 1;
 }
