@@ -20,7 +20,7 @@ using Clock = std::chrono::steady_clock;
 
 constexpr size_t kSizes[] = {1000, 10000, 50000};
 constexpr size_t kSizeCount = 3;
-constexpr int kRepeats = 3;
+constexpr int kRepeats = 5;
 constexpr size_t kLayerWidth = 100;
 constexpr int kTimeoutMs = 600000;
 
@@ -115,39 +115,67 @@ double RunPhase(Phase phase, const std::vector<std::string>& names) {
     return cost;
 }
 
-/// The maps of one phase, filled and settled in the order of the waves.
-double RunBare(Phase phase, const std::vector<std::string>& names) {
-    const std::vector<AppInfoForServer> request = RequestFor(names);
-    std::map<std::string, int> registry;
-    for (const std::string& name : names) {
-        registry.emplace(name, 0);
+/// The ordered maps of one phase, wave by wave: each wave is looked up and marked, then looked up and settled.
+class BareRun {
+public:
+    explicit BareRun(const std::vector<std::string>& names) : names_(names) {
+        for (const std::string& name : names) {
+            ApplicationAttributes attributes;
+            attributes.appName = name;
+            registry_.emplace(name, std::make_shared<ProcMgr::Application>(ApplicationManifest(attributes), ""));
+        }
     }
-    const auto begin = Clock::now();
-    std::map<std::string, AppInfoForServer> requests;
-    std::map<std::string, AppChangeState> results;
-    for (const AppInfoForServer& app : request) {
-        requests[app.appName] = app;
-        results[app.appName] = AppChangeState::INIT;
+
+    double Run(Phase phase) {
+        const std::vector<AppInfoForServer> request = RequestFor(names_);
+        const auto begin = Clock::now();
+        Fill(phase, request);
+        const std::set<std::string> first = graph_.GetNoDependVertices();
+        std::vector<std::string> wave(first.begin(), first.end());
+        while (!wave.empty()) {
+            wave = SettleWave(wave);
+        }
+        std::vector<AppChangeInfo> merged;
+        for (const auto& [name, state] : results_) {
+            merged.emplace_back(name, state);
+        }
+        return MicrosecondsSince(begin, names_.size());
     }
-    DependGraph graph;
-    std::vector<std::string> unknown;
-    ParseAndDepend& parser = ParseAndDepend::GetInstance();
-    (void)(phase == Phase::START ? parser.GetStartGraphWithErrApp(names, graph, unknown)
-                                 : parser.GetTermGraphWithErrApp(names, graph, unknown));
-    const std::set<std::string> first = graph.GetNoDependVertices();
-    std::vector<std::string> open(first.begin(), first.end());
-    for (size_t at = 0; at < open.size(); ++at) {
-        const std::string name = open[at];
-        ++registry.find(name)->second;
-        results.find(name)->second = AppChangeState::SUCCESS;
-        (void)graph.Pop(name, open);
+
+private:
+    void Fill(Phase phase, const std::vector<AppInfoForServer>& request) {
+        requests_.clear();
+        results_.clear();
+        for (const AppInfoForServer& app : request) {
+            requests_[app.appName] = &app;
+            results_[app.appName] = AppChangeState::INIT;
+        }
+        std::vector<std::string> unknown;
+        ParseAndDepend& parser = ParseAndDepend::GetInstance();
+        (void)(phase == Phase::START ? parser.GetStartGraphWithErrApp(names_, graph_, unknown)
+                                     : parser.GetTermGraphWithErrApp(names_, graph_, unknown));
     }
-    std::vector<AppChangeInfo> merged;
-    for (const auto& [name, state] : results) {
-        merged.emplace_back(name, state);
+
+    std::vector<std::string> SettleWave(const std::vector<std::string>& wave) {
+        for (const std::string& name : wave) {
+            registry_.find(requests_.find(name)->second->appName)->second->SetPid(-1);
+            results_.find(name)->second = AppChangeState::PROCESSING;
+        }
+        std::vector<std::string> next;
+        for (const std::string& name : wave) {
+            registry_.find(name)->second->SetPid(7);
+            results_.find(name)->second = AppChangeState::SUCCESS;
+            (void)graph_.Pop(name, next);
+        }
+        return next;
     }
-    return MicrosecondsSince(begin, names.size());
-}
+
+    const std::vector<std::string>& names_;
+    ApplicationManager::ApplicationMap registry_;
+    std::map<std::string, const AppInfoForServer*> requests_;
+    std::map<std::string, AppChangeState> results_;
+    DependGraph graph_;
+};
 
 void KeepSmaller(double& kept, double measured) {
     if (kept == 0 || measured < kept) {
@@ -159,11 +187,12 @@ void KeepSmaller(double& kept, double measured) {
 Costs Measure(Shape shape, size_t count) {
     Costs costs;
     const std::vector<std::string> names = SetGroup(shape, count);
+    BareRun bare(names);
     for (int repeat = 0; repeat < kRepeats; ++repeat) {
         KeepSmaller(costs.start.phase, RunPhase(Phase::START, names));
         KeepSmaller(costs.terminate.phase, RunPhase(Phase::TERMINATE, names));
-        KeepSmaller(costs.start.bare, RunBare(Phase::START, names));
-        KeepSmaller(costs.terminate.bare, RunBare(Phase::TERMINATE, names));
+        KeepSmaller(costs.start.bare, bare.Run(Phase::START));
+        KeepSmaller(costs.terminate.bare, bare.Run(Phase::TERMINATE));
     }
     return costs;
 }
