@@ -61,14 +61,26 @@ void Conductor::Forget(const std::string& owner) {
 }
 
 void Conductor::OnDeadline(const DeadlineKey& deadline) {
-    const auto& [kind, key] = deadline;
-    if (kind == DeadlineKind::STOP) {
+    if (deadline.first == DeadlineKind::STOP) {
         KillAll();
-    } else if (kind == DeadlineKind::TERMINATION && host_.HasOnlyLeftovers(key)) {
+    } else if (deadline.first == DeadlineKind::TERMINATION) {
+        OnTerminationDeadline(deadline.second);
+    }
+}
+
+void Conductor::OnTerminationDeadline(const AppKey& key) {
+    if (host_.HasOnlyLeftovers(key)) {
         // The application itself did end in time.
         host_.KillTree(key);
-    } else if (kind == DeadlineKind::TERMINATION) {
-        Execute(supervisor_.DeadlinePassed(key));
+        return;
+    }
+    if (isStopping_ && !launchables_[key].manifest.GetIsForceTerm()) {
+        // It may not run on now; it has until the deadline of the stop.
+        return;
+    }
+    Execute(supervisor_.DeadlinePassed(key));
+    if (supervisor_.StateOf(key) == ProcessState::RUNNING) {
+        host_.RunsOn(key);
     }
 }
 
@@ -121,8 +133,8 @@ void Conductor::ExecuteOne(const Action& action) {
 
 void Conductor::Launch(const AppKey& key, const AppRequest& request) {
     const Launchable& launchable = launchables_[key];
-    ExitNote why;
-    const pid_t pid = host_.Launch(key, launchable.manifest, request, launchable.owner, why);
+    ExitNote why{ExitReason::STOPPING, 0};
+    const pid_t pid = isStopping_ ? 0 : host_.Launch(key, launchable.manifest, request, launchable.owner, why);
     if (pid > 0) {
         Execute(supervisor_.Started(key, pid));
         return;

@@ -75,6 +75,7 @@ private:
     void Execute(const Actions& actions);
     void ExecuteOne(const Action& action);
     void Launch(const AppKey& key, const AppRequest& request);
+    void OnTerminationDeadline(const AppKey& key);
     void OnExited(const AppKey& key, ExitStatus status);
     void Refuse(const AppKey& key, ExitReason reason);
     void ContinueStop(const AppKey& key);

@@ -9,6 +9,8 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
+#include <system_error>
 
 #include "daemons/procmgrd/daemon_log.h"
 #include "platform/posix/log/environment.h"
@@ -24,6 +26,16 @@ bool MakeFolder(const std::string& path, mode_t mode) {
     }
     struct stat info {};
     return errno == EEXIST && stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
+}
+
+/// Those that a daemon which was killed has left.
+void RemoveOldAddresses(const std::string& folder) {
+    std::error_code ignored;
+    for (const auto& entry : std::filesystem::directory_iterator(folder, ignored)) {
+        if (entry.is_socket(ignored)) {
+            static_cast<void>(unlink(entry.path().c_str()));
+        }
+    }
 }
 
 /// Each application takes a few descriptors.
@@ -103,6 +115,7 @@ bool Daemon::EndLeftovers() {
         error = EBUSY;
     }
     if (error == 0 && stateFile_.Clear(error)) {
+        RemoveOldAddresses(options_.runDir + "/app");
         return true;
     }
     if (error != EBUSY) {

@@ -4,14 +4,13 @@
 #include <sys/stat.h>
 #include <sys/wait.h>
 
-#include <algorithm>
-#include <array>
 #include <cerrno>
 #include <cstring>
 #include <fstream>
 #include <utility>
 
 #include "daemons/procmgrd/daemon_log.h"
+#include "daemons/procmgrd/launch_reason.h"
 
 namespace Procmgrd {
 namespace {
@@ -23,34 +22,6 @@ constexpr std::chrono::milliseconds kLeftoverPatience{2000};
 
 // The deadline for leftovers is one for all applications.
 const AppKey kAllApps;
-
-struct ErrorRow {
-    int error;
-    ExitReason reason;
-};
-
-constexpr std::array<ErrorRow, 14> kExecErrors = {{
-    {ENOENT, ExitReason::NOT_FOUND},
-    {ENOTDIR, ExitReason::NOT_FOUND},
-    {EACCES, ExitReason::NOT_PERMITTED},
-    {EPERM, ExitReason::NOT_PERMITTED},
-    {ENOEXEC, ExitReason::NOT_A_PROGRAM},
-    {ELIBBAD, ExitReason::NOT_A_PROGRAM},
-    {EINVAL, ExitReason::NOT_A_PROGRAM},
-    {EISDIR, ExitReason::NOT_A_PROGRAM},
-    {ENOMEM, ExitReason::NO_RESOURCES},
-    {EAGAIN, ExitReason::NO_RESOURCES},
-    {EMFILE, ExitReason::NO_RESOURCES},
-    {ENFILE, ExitReason::NO_RESOURCES},
-    {ENOSPC, ExitReason::NO_RESOURCES},
-    {EIO, ExitReason::IO_ERROR},
-}};
-
-bool IsAttribute(ProcMgr::LaunchStage stage) {
-    using ProcMgr::LaunchStage;
-    return stage == LaunchStage::RESOURCE_GROUP || stage == LaunchStage::AFFINITY || stage == LaunchStage::REAL_TIME ||
-           stage == LaunchStage::GROUPS || stage == LaunchStage::GID || stage == LaunchStage::UID;
-}
 
 std::vector<pid_t> OwnChildren() {
     std::ifstream numbers("/proc/thread-self/children");
@@ -72,18 +43,6 @@ ExitStatus ReapLeader(const ProcMgr::UniqueFd& pidfd) {
 }
 
 }  // namespace
-
-ExitNote WhyLaunchFailed(ProcMgr::LaunchStage stage, int error) {
-    ExitNote why{ExitReason::OTHER, static_cast<uint32_t>(error)};
-    const auto* const row =
-        std::find_if(kExecErrors.begin(), kExecErrors.end(), [error](const ErrorRow& at) { return at.error == error; });
-    if (error != EIO && IsAttribute(stage)) {
-        why.reason = ExitReason::ATTRIBUTE_NOT_HELD;
-    } else if (row != kExecErrors.end()) {
-        why.reason = row->reason;
-    }
-    return why;
-}
 
 ProcessHost::ProcessHost(EventLoop& loop, Deadlines& deadlines, ProcMgr::StateFile& stateFile,
                          ProcessHostSettings settings, ProcessHostNews news)
@@ -255,6 +214,8 @@ void ProcessHost::WatchOutput(std::unique_ptr<ProcMgr::OutputPipe> output) {
     };
     if (loop_.Add(fd, drain)) {
         outputs_[fd] = std::move(output);
+    } else {
+        PROCMGRD_LOG(kLogError, "the output of an application is lost: %s", std::strerror(errno));
     }
 }
 
@@ -279,6 +240,13 @@ void ProcessHost::TermTree(const AppKey& key) {
 
 void ProcessHost::KillTree(const AppKey& key) {
     toKill_.insert(key);
+}
+
+void ProcessHost::RunsOn(const AppKey& key) {
+    const auto found = processes_.find(key);
+    if (found != processes_.end()) {
+        found->second.wasToldToEnd = false;
+    }
 }
 
 bool ProcessHost::HasOnlyLeftovers(const AppKey& key) const {

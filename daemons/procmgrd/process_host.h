@@ -50,9 +50,6 @@ struct ProcessHostNews {
     std::function<void(const AppKey& key, uint32_t appState)> reported;
 };
 
-/// What a failed start means to an owner.
-ExitNote WhyLaunchFailed(ProcMgr::LaunchStage stage, int error);
-
 class ProcessHost {
 public:
     ProcessHost(EventLoop& loop, Deadlines& deadlines, ProcMgr::StateFile& stateFile, ProcessHostSettings settings,
@@ -67,6 +64,9 @@ public:
     /// Both take effect in EndTurn().
     void TermTree(const AppKey& key);
     void KillTree(const AppKey& key);
+
+    /// It was told to end and did not: it runs on as if nothing had been said.
+    void RunsOn(const AppKey& key);
 
     /// True when the first process ended and something else of the tree still lives.
     bool HasOnlyLeftovers(const AppKey& key) const;

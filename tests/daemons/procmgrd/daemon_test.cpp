@@ -21,6 +21,7 @@ constexpr const char* kApps = R"(
 - {app_name: middle, bin_path: "${APP}", env_argv: {TEST_NOTES: "${DIR}/notes"}, depends: [base]}
 - {app_name: top, bin_path: "${APP}", env_argv: {TEST_NOTES: "${DIR}/notes"}, depends: [middle]}
 - {app_name: tree, bin_path: "${APP}", env_argv: {TEST_NOTES: "${DIR}/notes"}, arguments: [child, orphan]}
+- {app_name: speaker, bin_path: "${APP}", env_argv: {TEST_NOTES: "${DIR}/notes"}, is_reporting: true}
 - {app_name: deaf, bin_path: "${APP}", env_argv: {TEST_NOTES: "${DIR}/notes"}, arguments: [deaf], term_time_out: 600000}
 - {app_name: spared, bin_path: "${APP}", env_argv: {TEST_NOTES: "${DIR}/notes"}, arguments: [deaf], term_time_out: 1,
    is_force_term: false}
@@ -62,6 +63,7 @@ TEST_F(TheDaemon, KillsWhatDoesNotEndWithinTheTimeOfTheStop) {
     StartAndWait(*owner, "base");
     StopDaemon();
     EXPECT_EQ(owner->WaitReport("deaf").appState, 3U);
+    EXPECT_EQ(owner->WaitReport("spared").appState, 3U);
 }
 
 TEST_F(TheDaemon, KillsWhatIsLeftOnASecondSignal) {
@@ -93,7 +95,8 @@ TEST_F(TheDaemon, RefusesStartsAndOwnersWhileItStops) {
 TEST_F(TheDaemon, ThatWasKilledLeavesNoDoublesToTheNextOne) {
     StartDaemon();
     auto owner = Owner();
-    owner->Start({"tree", "base"});
+    owner->Start({"tree", "base", "speaker"});
+    EXPECT_EQ(owner->WaitReport("speaker").appState, 0U);
     const pid_t tree = static_cast<pid_t>(owner->WaitReport("tree").pid);
     const pid_t base = static_cast<pid_t>(owner->WaitReport("base").pid);
     WaitPid("tree orphan");
@@ -108,6 +111,7 @@ TEST_F(TheDaemon, ThatWasKilledLeavesNoDoublesToTheNextOne) {
     owner = Owner();
     const pid_t again = StartAndWait(*owner, "base");
     EXPECT_THAT(Survivors(), ElementsAre(again));
+    EXPECT_TRUE(std::filesystem::is_empty(RunDir() + "/app"));
 }
 
 TEST_F(TheDaemon, RefusesARunFolderThatAnotherOneUses) {

@@ -9,8 +9,8 @@
 #include "daemons/procmgrd/conductor.h"
 #include "daemons/procmgrd/deadline_queue.h"
 #include "daemons/procmgrd/event_loop.h"
+#include "daemons/procmgrd/launch_reason.h"
 #include "daemons/procmgrd/owner_table.h"
-#include "daemons/procmgrd/process_host.h"
 #include "daemons/procmgrd/stop_plan.h"
 
 namespace Procmgrd {

@@ -20,6 +20,8 @@ constexpr const char* kApps = R"(
 - {app_name: deaf, bin_path: "${APP}", env_argv: {TEST_NOTES: "${DIR}/notes"}, arguments: [deaf], term_time_out: 50}
 - {app_name: spared, bin_path: "${APP}", env_argv: {TEST_NOTES: "${DIR}/notes"}, arguments: [deaf], term_time_out: 50,
    is_force_term: false}
+- {app_name: spared-tree, bin_path: "${APP}", env_argv: {TEST_NOTES: "${DIR}/notes"}, arguments: [deaf, orphan],
+   term_time_out: 1, is_force_term: false}
 - {app_name: patient, bin_path: "${APP}", env_argv: {TEST_NOTES: "${DIR}/notes"}, arguments: [deaf],
    term_time_out: 600000}
 - {app_name: seven, bin_path: "${APP}", env_argv: {TEST_NOTES: "${DIR}/notes"}, arguments: [exit-7-on-term]}
@@ -240,6 +242,20 @@ TEST_F(Exit, ThatNobodyAskedForTakesTheRestOfTheTreeWithIt) {
     EXPECT_EQ(Summary(owner->WaitReport("tree")), "kind 4 reason 4 value 9");
     EXPECT_TRUE(Survivors().empty());
     EXPECT_EQ(ZombieChildren(daemon_->Pid()), 0U);
+}
+
+TEST_F(Exit, AfterATimeOutTakesTheRestOfTheTreeWithIt) {
+    StartDaemon();
+    const auto owner = Owner();
+    owner->Start({"spared-tree"});
+    const auto pid = static_cast<pid_t>(owner->WaitReport("spared-tree").pid);
+    const pid_t orphan = WaitPid("spared-tree orphan");
+    owner->Term({"spared-tree"});
+    EXPECT_EQ(owner->WaitReport("spared-tree").appState, 2U);
+    kill(pid, SIGKILL);
+    EXPECT_EQ(Summary(owner->WaitReport("spared-tree")), "kind 4 reason 4 value 9");
+    EXPECT_FALSE(Lives(orphan));
+    EXPECT_TRUE(Survivors().empty());
 }
 
 TEST_F(Exit, OfAnOrphanIsReapedWhileItsApplicationRuns) {
