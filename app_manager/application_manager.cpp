@@ -825,16 +825,16 @@ void ApplicationManager::ReportTermAppResult(const std::string& name, AppChangeS
     }
     switch (settlement) {
         case TermPlan::Settlement::UNKNOWN:
-            GRP_OWNER_LOG(kWarn,
-                          "ApplicationManager ReportTermAppResult appName=%s is not in termAppInfo.termAppsResult, "
-                          "wrong report? please check.",
-                          name.c_str());
+            GRP_OWNER_LOG(
+                kWarn,
+                "ApplicationManager ReportTermAppResult appName=%s is not in termAppInfo.termAppsResult, wrong report? please check.",
+                name.c_str());
             return;
         case TermPlan::Settlement::ALREADY:
-            GRP_OWNER_LOG(kWarn,
-                          "ApplicationManager ReportTermAppResult appName=%s is already feedback(now result state=%s), "
-                          "double report? please check.",
-                          name.c_str(), StateName(stored).c_str());
+            GRP_OWNER_LOG(
+                kWarn,
+                "ApplicationManager ReportTermAppResult appName=%s is already feedback(now result state=%s), double report? please check.",
+                name.c_str(), StateName(stored).c_str());
             return;
         case TermPlan::Settlement::TAKEN:
             termAppInfo_.condition.notify_all();
@@ -1339,10 +1339,10 @@ void ApplicationManager::ReportRestartAppResult(const std::string& name, AppChan
         restartAppInfo_.condition.notify_all();
     }
     if (settlement == RestartPlan::Settlement::ALREADY) {
-        GRP_OWNER_LOG(kWarn,
-                      "ApplicationManager ReportRestartAppResult appName=%s is already feedback(now result state=%s), "
-                      "double report? please check.",
-                      name.c_str(), StateName(stored).c_str());
+        GRP_OWNER_LOG(
+            kWarn,
+            "ApplicationManager ReportRestartAppResult appName=%s is already feedback(now result state=%s), double report? please check.",
+            name.c_str(), StateName(stored).c_str());
     }
 }
 

@@ -23,11 +23,11 @@ using ChangeResults = std::map<std::string, AppChangeState>;
 
 /// What makes a wake of the start loop cost as much as has changed, instead of as much as there is.
 struct StartProgress {
-    std::vector<std::string> freed;        ///< free vertices that no round has looked at yet
-    std::vector<std::string> cameUp;       ///< vertices whose application may run by now without a result of this run
-    std::set<std::string> dependencies;    ///< free vertices that nobody requested
-    std::set<std::string> failedCommands;  ///< free vertices that were commanded, in vain
-    size_t processing = 0;                 ///< number of results that are PROCESSING: commanded and not settled
+    std::vector<std::string> freed;      ///< free vertices that no round has looked at yet
+    std::vector<std::string> cameUp;     ///< vertices whose application may run by now without a result of this run
+    std::set<std::string> dependencies;  ///< free vertices that nobody requested
+    std::set<std::string> failed;        ///< free vertices whose result is a failure
+    size_t processing = 0;               ///< number of results that are PROCESSING: commanded and not settled
 };
 
 /// One start run. `mutex` guards everything in it.

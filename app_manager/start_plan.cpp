@@ -44,7 +44,7 @@ bool CanBeCommanded(const StartAppInfo& info, const std::string& name) {
 
 /// Of the free vertices only those are not seen by this that no round has looked at yet.
 bool IsKnownToBeFree(const StartAppInfo& info, const std::string& name) {
-    if (info.progress.dependencies.count(name) != 0 || info.progress.failedCommands.count(name) != 0) {
+    if (info.progress.dependencies.count(name) != 0 || info.progress.failed.count(name) != 0) {
         return true;
     }
     const auto result = info.results.find(name);
@@ -105,11 +105,18 @@ std::vector<std::string> NextDependencies(const StartAppInfo& info, const std::s
 
 bool MarkCommanded(StartAppInfo& info, const std::string& name) {
     const auto result = info.results.find(name);
-    if (result == info.results.end() || result->second != AppChangeState::INIT) {
+    if (result == info.results.end()) {
         return false;
     }
-    SetResult(info, result->second, AppChangeState::PROCESSING);
-    return true;
+    if (result->second == AppChangeState::INIT) {
+        SetResult(info, result->second, AppChangeState::PROCESSING);
+        return true;
+    }
+    if (!IsOpen(result->second)) {
+        // Its result came from elsewhere before it was free.
+        info.progress.failed.insert(name);
+    }
+    return false;
 }
 
 bool PopVertex(StartAppInfo& info, const std::string& name) {
@@ -118,7 +125,7 @@ bool PopVertex(StartAppInfo& info, const std::string& name) {
         return false;
     }
     info.progress.dependencies.erase(name);
-    info.progress.failedCommands.erase(name);
+    info.progress.failed.erase(name);
     for (const std::string& next : freed) {
         NoteFree(info, next);
     }
@@ -144,7 +151,7 @@ Settlement Settle(StartAppInfo& info, const std::string& name, AppChangeState st
     if (state == AppChangeState::SUCCESS) {
         PopVertex(info, name);
     } else if (wasCommanded) {
-        info.progress.failedCommands.insert(name);
+        info.progress.failed.insert(name);
     }
     info.hasProgress = true;
     return Settlement::TAKEN;

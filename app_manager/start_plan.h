@@ -44,7 +44,7 @@ Round TakeRound(StartAppInfo& info);
 /// Up to `count` free vertices that nobody requested, in name order, behind `after`.
 std::vector<std::string> NextDependencies(const StartAppInfo& info, const std::string& after, size_t count);
 
-/// The command for `name` is about to be sent; false when it is not waiting for one.
+/// The command for the free vertex `name` is about to be sent; false when it is not waiting for one.
 bool MarkCommanded(StartAppInfo& info, const std::string& name);
 
 /// Takes a vertex out of the graph; false when it is not in it. The waiter is to be woken when it was.

@@ -90,6 +90,7 @@ std::vector<std::string> SetGroup(Shape shape, size_t count) {
 
 std::vector<AppInfoForServer> RequestFor(const std::vector<std::string>& names) {
     std::vector<AppInfoForServer> request;
+    request.reserve(names.size());
     for (const std::string& name : names) {
         request.push_back({name, {}, {}});
     }

@@ -167,6 +167,8 @@ TEST_F(StartPlanTest, ResultBeforeTheCommandCounts) {
     EXPECT_FALSE(round.canMove);
     EXPECT_THAT(round.noDepends, ElementsAre("b"));
     EXPECT_FALSE(StartPlan::MarkCommanded(info_, "b"));
+    EXPECT_EQ(Settle("b", kSuccess), Settlement::ALREADY);
+    EXPECT_THAT(Round().noDepends, ElementsAre("b"));
 }
 
 TEST_F(StartPlanTest, OnlyWaitingNamesAreCommandedAndOnlyOnce) {
