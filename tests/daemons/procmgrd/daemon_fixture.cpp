@@ -12,6 +12,7 @@
 #include <array>
 #include <filesystem>
 #include <fstream>
+#include <iostream>
 
 #include "daemons/procmgrd/launch/process_tree.h"
 
@@ -66,7 +67,7 @@ void DaemonTest::StopDaemon() {
     EXPECT_EQ(daemon_->WaitForExit(), 0) << daemon_->Output();
     EXPECT_TRUE(Survivors().empty()) << daemon_->Output();
     if (HasFailure()) {
-        fprintf(stderr, "%s", daemon_->Output().c_str());
+        std::cerr << daemon_->Output();
     }
     daemon_.reset();
 }

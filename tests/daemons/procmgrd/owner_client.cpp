@@ -148,6 +148,7 @@ void OwnerClient::StartWith(const Message::StartAppInfo& app) {
 
 void OwnerClient::Start(const std::vector<std::string>& apps) {
     std::vector<Message::StartAppInfo> infos;
+    infos.reserve(apps.size());
     for (const std::string& app : apps) {
         infos.push_back({app, {}, {}});
     }

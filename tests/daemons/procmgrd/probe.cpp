@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <functional>
+#include <iostream>
 #include <map>
 #include <string>
 
@@ -64,7 +65,7 @@ void MakeChild() {
 void MakeOrphan() {
     if (fork() == 0) {
         setsid();
-        signal(SIGTERM, SIG_IGN);
+        OnTerm(SIG_IGN);
         if (fork() == 0) {
             setsid();
             NoteProcess("orphan");
@@ -96,8 +97,8 @@ const std::map<std::string, std::function<void(const std::string&)>> kCommands =
     {"ids", [](const std::string&) { Note("ids " + std::to_string(getuid()) + " " + std::to_string(getgid())); }},
     {"exit", [](const std::string& value) { _exit(atoi(value.c_str())); }},
     {"die", [](const std::string& value) { raise(atoi(value.c_str())); }},
-    {"print", [](const std::string& value) { printf("%s\n", value.c_str()), fflush(stdout); }},
-    {"deaf", [](const std::string&) { signal(SIGTERM, SIG_IGN); }},
+    {"print", [](const std::string& value) { std::cout << value << std::endl; }},
+    {"deaf", [](const std::string&) { OnTerm(SIG_IGN); }},
     {"exit-7-on-term", [](const std::string&) { OnTerm(ExitWithSeven); }},
     {"off-on-term", [](const std::string&) { OnTerm(StopPolitely); }},
     {"ready", [](const std::string&) { Note("ready " + std::to_string(ProcmgrAppReady())); }},
