@@ -10,7 +10,7 @@
 #include "daemons/procmgrd/conductor.h"
 #include "daemons/procmgrd/owner_hearts.h"
 #include "daemons/procmgrd/owner_table.h"
-#include "platform/posix/tunor/access_rules.h"
+#include "platform/posix/common_posix/access_rules.h"
 #include "platform/posix/tunor/tunor_server.h"
 #include "pm_agent/message_records.h"
 #include "pm_agent/request_msg.h"

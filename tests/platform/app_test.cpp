@@ -11,7 +11,7 @@
 #include <filesystem>
 #include <string>
 
-#include "platform/posix/tunor/unique_fd.h"
+#include "platform/posix/common_posix/unique_fd.h"
 
 namespace {
 

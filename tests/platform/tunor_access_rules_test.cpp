@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "platform/posix/tunor/access_rules.h"
+#include "platform/posix/common_posix/access_rules.h"
 #include "tests/platform/tunor_test_kit.h"
 
 using ProcMgr::AccessRules;
@@ -110,7 +110,7 @@ TEST(AccessRules, AFileOfAStrangerIsRefused) {
         GTEST_SKIP() << "needs the right to give a file away";
     }
     EXPECT_FALSE(rules.Load(path, error));
-    EXPECT_EQ(error, path + ": belongs to neither root nor the process manager's user");
+    EXPECT_EQ(error, path + ": belongs to neither root nor this process's user");
 }
 
 TEST(AccessRules, AMissingFileAFolderAndAPipeAreRefused) {

@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "platform/posix/tunor/tunor_server.h"
-#include "platform/posix/tunor/unique_fd.h"
+#include "platform/posix/common_posix/unique_fd.h"
 
 namespace TunorTest {
 

@@ -7,8 +7,8 @@
 #include <deque>
 #include <string>
 
+#include "platform/posix/common_posix/unique_fd.h"
 #include "platform/posix/tunor/tunor_server.h"
-#include "platform/posix/tunor/unique_fd.h"
 
 namespace ProcMgr {
 

@@ -103,7 +103,7 @@ bool IsNotThereYet(int error) {
 }
 
 Attempt TryOnce(const sockaddr_un& address, const std::string& ownName, Clock::time_point deadline, UniqueFd& out) {
-    UniqueFd fd = MakePipeSocket();
+    UniqueFd fd = MakePacketSocket();
     // Non-blocking until the hello is answered: a full backlog must not hold us beyond the deadline.
     if (!fd || ::fcntl(fd.Get(), F_SETFL, O_NONBLOCK) != 0) {
         return {-errno, false};

@@ -5,7 +5,7 @@
 #include <chrono>
 #include <string>
 
-#include "platform/posix/tunor/unique_fd.h"
+#include "platform/posix/common_posix/unique_fd.h"
 
 namespace ProcMgr {
 

@@ -4,9 +4,9 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <csignal>
 #include <exception>
 
+#include "platform/posix/common_posix/signals_blocked.h"
 #include "platform/posix/tunor/owner_link_handlers.h"
 #include "platform/posix/tunor/tunor_log.h"
 
@@ -15,22 +15,6 @@ namespace ProcMgr {
 namespace {
 
 constexpr uint64_t kDelivered = uint64_t{1} << 32;  // beside the 32 bits of a request's number
-
-/// Threads inherit the mask: the process's signals belong to its own threads, not to the library's.
-class SignalsBlocked {
-public:
-    SignalsBlocked() {
-        sigset_t all;
-        ::sigfillset(&all);
-        ::pthread_sigmask(SIG_SETMASK, &all, &before_);
-    }
-    ~SignalsBlocked() { ::pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
-    SignalsBlocked(const SignalsBlocked&) = delete;
-    SignalsBlocked& operator=(const SignalsBlocked&) = delete;
-
-private:
-    sigset_t before_ = {};
-};
 
 int RemainingMs(TunorConnection::Clock::time_point deadline) {
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - TunorConnection::Clock::now()).count();

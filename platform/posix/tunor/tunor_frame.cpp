@@ -1,7 +1,8 @@
 #include "platform/posix/tunor/tunor_frame.h"
 
-#include <algorithm>
 #include <cstring>
+
+#include "platform/posix/common_posix/packet_socket.h"
 
 namespace ProcMgr {
 
@@ -19,11 +20,6 @@ uint32_t ReadU32(const void* data, size_t offset) {
     uint32_t value = 0;
     std::memcpy(&value, static_cast<const char*>(data) + offset, sizeof(value));
     return value;
-}
-
-bool IsNameByte(char c) {
-    const auto byte = static_cast<unsigned char>(c);
-    return byte >= 0x20 && byte != 0x7f && c != '/';
 }
 
 }  // namespace
@@ -87,7 +83,7 @@ bool DecodeHelloAnswer(const FrameView& frame, int& error) {
 }
 
 bool IsPeerName(const std::string& name) {
-    return !name.empty() && name.size() <= kOwnerNameMax && std::all_of(name.begin(), name.end(), IsNameByte);
+    return IsSocketName(name, kOwnerNameMax);
 }
 
 bool DecodeHello(const FrameView& frame, std::string& name) {

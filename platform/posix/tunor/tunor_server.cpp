@@ -25,7 +25,11 @@ constexpr const char* kQueueFull = "it does not read: the frames that wait for i
 }  // namespace
 
 bool TunorServer::Impl::Listen(const std::string& runDir, const std::string& peerName, std::string& error) {
-    if (!listener_.Open(runDir, peerName, error)) {
+    if (!IsPeerName(peerName)) {
+        error = "the peer's name is empty, too long or holds a '/' or a control character";
+        return false;
+    }
+    if (listener_.Open(runDir, peerName, "process manager", error) != 0) {
         return false;
     }
     epoll_ = UniqueFd(::epoll_create1(EPOLL_CLOEXEC));

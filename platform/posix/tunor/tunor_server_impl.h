@@ -10,8 +10,8 @@
 #include <set>
 #include <string>
 
+#include "platform/posix/common_posix/packet_listener.h"
 #include "platform/posix/tunor/server_connection.h"
-#include "platform/posix/tunor/tunor_listener.h"
 #include "platform/posix/tunor/tunor_server.h"
 #include "platform/posix/tunor/tunor_socket.h"
 
@@ -56,7 +56,7 @@ private:
 
     const TunorServerCallbacks callbacks_;
     const TunorServerLimits limits_;
-    TunorListener listener_;
+    PacketListener listener_;
     UniqueFd epoll_;
     UniqueFd timer_;
     UniqueFd reserve_;  // given up for a moment when the process has no descriptor left to accept with

@@ -1,31 +1,15 @@
-/// Sockets of the pipe: addresses, credentials, and one frame sent or received at a time. No operation raises SIGPIPE;
+/// Sockets of the pipe: one frame sent or received at a time. No operation raises SIGPIPE;
 /// descriptors that a stranger attached to a frame are never installed in this process.
 #ifndef PROCMGR_PLATFORM_POSIX_TUNOR_SOCKET_H
 #define PROCMGR_PLATFORM_POSIX_TUNOR_SOCKET_H
 
-#include <sys/socket.h>
-#include <sys/un.h>
-
-#include <cstddef>
 #include <string>
 #include <vector>
 
+#include "platform/posix/common_posix/packet_socket.h"
 #include "platform/posix/tunor/tunor_frame.h"
-#include "platform/posix/tunor/unique_fd.h"
 
 namespace ProcMgr {
-
-/// PROCMGR_RUN_DIR, or /run/procmgr.
-std::string RunDirectory();
-
-/// False when the path is empty or does not fit.
-[[nodiscard]] bool MakeSocketAddress(const std::string& path, sockaddr_un& address);
-
-/// A close-on-exec SOCK_SEQPACKET socket whose number is above those of the standard streams; none with errno.
-UniqueFd MakePipeSocket();
-
-/// The other end's credentials: of a client at its connect, of a server at its listen.
-[[nodiscard]] bool ReadPeerCredentials(int fd, ucred& credentials);
 
 /// Sends head and payload as one packet. Returns 0 or a negative errno; -EAGAIN when the socket takes no more now (with
 /// MSG_DONTWAIT in `flags`) or within the socket's send time-out.

@@ -1,4 +1,4 @@
-#include "platform/posix/tunor/access_rules.h"
+#include "platform/posix/common_posix/access_rules.h"
 
 #include <fcntl.h>
 #include <pwd.h>
@@ -8,11 +8,12 @@
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
+#include <cstddef>
 #include <locale>
 #include <sstream>
 #include <system_error>
 
-#include "platform/posix/tunor/unique_fd.h"
+#include "platform/posix/common_posix/unique_fd.h"
 
 namespace ProcMgr {
 
@@ -20,6 +21,7 @@ namespace {
 
 constexpr size_t kRuleFileMax = 1 << 20;
 constexpr size_t kUserRecordMax = size_t{16} * 1024;
+constexpr std::ptrdiff_t kUserWords = 3;          // allow uid 1000
 constexpr uid_t kNoUid = static_cast<uid_t>(-1);  // the kernel's "leave as it is", never a user
 
 std::vector<std::string> SplitWords(const std::string& line) {
@@ -72,7 +74,7 @@ const char* FindFileProblem(const struct stat& status) {
         return "is not a regular file";
     }
     if (status.st_uid != 0 && status.st_uid != ::geteuid()) {
-        return "belongs to neither root nor the process manager's user";
+        return "belongs to neither root nor this process's user";
     }
     if ((status.st_mode & (S_IWGRP | S_IWOTH)) != 0) {
         return "is writable by others than its owner";
@@ -117,7 +119,27 @@ bool AccessRules::Parse(const std::string& text, const std::string& fileName, st
     return true;
 }
 
-const char* AccessRules::ParseLine(const std::string& line, std::vector<Range>& ranges) {
+const char* AccessRules::ParseGrants(const std::vector<std::string>& words, Grants& grants) const {
+    if (classes_.empty()) {
+        grants = kEverything;
+        return words.size() == static_cast<size_t>(kUserWords)
+                   ? nullptr
+                   : "a rule is 'allow uid <number>', 'allow uid <first>-<last>' or 'allow user <name>'";
+    }
+    if (words.size() <= static_cast<size_t>(kUserWords)) {
+        return "a rule names a user ('uid <number>', 'uid <first>-<last>' or 'user <name>') and then what it grants";
+    }
+    for (auto word = words.begin() + kUserWords; word != words.end(); ++word) {
+        const auto found = std::find(classes_.begin(), classes_.end(), *word);
+        if (found == classes_.end()) {
+            return "it grants something unknown";
+        }
+        grants |= Grants{1} << static_cast<unsigned int>(found - classes_.begin());
+    }
+    return nullptr;
+}
+
+const char* AccessRules::ParseLine(const std::string& line, std::vector<Range>& ranges) const {
     const std::vector<std::string> words = SplitWords(line);
     if (words.empty()) {
         return nullptr;
@@ -125,15 +147,15 @@ const char* AccessRules::ParseLine(const std::string& line, std::vector<Range>& 
     if (words[0] != "allow") {
         return "a rule begins with 'allow'";
     }
-    if (words.size() != 3) {
-        return "a rule is 'allow uid <number>', 'allow uid <first>-<last>' or 'allow user <name>'";
-    }
     Range range = {};
+    if (const char* problem = ParseGrants(words, range.grants)) {
+        return problem;
+    }
     if (words[1] == "user") {
         if (!FindUser(words[2], range.first)) {
             return "there is no such user";
         }
-        ranges.push_back({range.first, range.first});
+        ranges.push_back({range.first, range.first, range.grants});
         return nullptr;
     }
     if (words[1] != "uid") {
@@ -151,12 +173,18 @@ const char* AccessRules::ParseLine(const std::string& line, std::vector<Range>& 
     return nullptr;
 }
 
-bool AccessRules::Allowed(uid_t uid) const {
+AccessRules::Grants AccessRules::GrantsOf(uid_t uid) const {
     if (uid == kNoUid) {
-        return false;
+        return 0;
     }
-    const auto covers = [uid](const Range& range) { return range.first <= uid && uid <= range.last; };
-    return uid == 0 || uid == ::geteuid() || std::any_of(ranges_.begin(), ranges_.end(), covers);
+    if (uid == 0 || uid == ::geteuid()) {
+        return kEverything;
+    }
+    Grants grants = 0;
+    for (const Range& range : ranges_) {
+        grants |= range.first <= uid && uid <= range.last ? range.grants : 0;
+    }
+    return grants;
 }
 
 }  // namespace ProcMgr
