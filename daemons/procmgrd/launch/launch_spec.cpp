@@ -14,6 +14,8 @@
 #include <system_error>
 #include <utility>
 
+#include "platform/posix/manifest/manifest_loader.h"
+
 namespace ProcMgr {
 namespace {
 
@@ -81,15 +83,6 @@ std::vector<std::string> MergeEnvironment(const Environment& own, const std::map
     return merged;
 }
 
-std::string ObjectPath(const ApplicationManifest& manifest) {
-    const std::string folder = manifest.GetSoPath();
-    const std::string object = manifest.GetSoName();
-    if (folder.empty() || object.empty()) {
-        return folder + object;
-    }
-    return folder.back() == '/' ? folder + object : folder + "/" + object;
-}
-
 /// Executable and argument vector. Returns why that is impossible, or nothing.
 std::string FillCommand(const ApplicationManifest& manifest, const LaunchRequest& request, LaunchSpec& spec) {
     const bool isSo = manifest.GetIsSo();
@@ -100,11 +93,11 @@ std::string FillCommand(const ApplicationManifest& manifest, const LaunchRequest
         return isSo ? "there is no process_bind_path and no host for shared objects" : "bin_path is empty";
     }
     spec.argv = {spec.executable};
-    if (isSo && ObjectPath(manifest).empty()) {
+    if (isSo && SharedObjectFile(manifest).empty()) {
         return "is_so is set, but so_path and so_name are empty";
     }
     if (isSo) {
-        spec.argv.push_back(ObjectPath(manifest));
+        spec.argv.push_back(SharedObjectFile(manifest));
     }
     const std::vector<std::string> own = manifest.GetArguments();
     const std::vector<std::string>& arguments = request.arguments.empty() ? own : request.arguments;
