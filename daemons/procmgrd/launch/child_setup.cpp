@@ -3,6 +3,7 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <limits.h>
+#include <linux/capability.h>
 #include <signal.h>
 #include <sys/prctl.h>
 #include <sys/syscall.h>
@@ -116,6 +117,18 @@ int SetUid(const ChildPlan& plan) {
     return plan.changesIdentity ? ErrnoOf(::syscall(SYS_setresuid, plan.uid, plan.uid, plan.uid)) : 0;
 }
 
+/// A daemon that is not root may have been given capabilities, which outlive a change between users that are not root;
+/// they are the daemon's alone. Kernels without ambient capabilities have nothing to clear.
+int DropCapabilities(const ChildPlan&) {
+    if (::geteuid() == 0) {
+        return 0;
+    }
+    static_cast<void>(::prctl(PR_CAP_AMBIENT, PR_CAP_AMBIENT_CLEAR_ALL, 0, 0, 0));
+    __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
+    const __user_cap_data_struct none[_LINUX_CAPABILITY_U32S_3] = {};
+    return ErrnoOf(::syscall(SYS_capset, &header, none));
+}
+
 /// After the change of identity, which clears it. A parent that is gone by now will send nothing.
 int SetParentDeathSignal(const ChildPlan& plan) {
     if (plan.parentDeathSignal == 0) {
@@ -139,7 +152,10 @@ constexpr Step kFirst[] = {{LaunchStage::SESSION, BecomeSessionLeader}, {LaunchS
 constexpr Step kResources[] = {{LaunchStage::RESOURCE_GROUP, JoinResourceGroup},
                                {LaunchStage::AFFINITY, SetAffinity},
                                {LaunchStage::REAL_TIME, SetScheduling}};
-constexpr Step kIdentity[] = {{LaunchStage::GROUPS, SetGroups}, {LaunchStage::GID, SetGid}, {LaunchStage::UID, SetUid}};
+constexpr Step kIdentity[] = {{LaunchStage::GROUPS, SetGroups},
+                              {LaunchStage::GID, SetGid},
+                              {LaunchStage::UID, SetUid},
+                              {LaunchStage::UID, DropCapabilities}};
 constexpr Step kLast[] = {{LaunchStage::PARENT_DEATH, SetParentDeathSignal}, {LaunchStage::EXEC, Execute}};
 
 template <size_t count>

@@ -3,8 +3,11 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <charconv>
 #include <cstdint>
@@ -122,9 +125,41 @@ void Replay(const std::string& text, std::map<ProcessId, StateRecord>& records) 
     }
 }
 
+/// Whoever can write the file can name processes that the next daemon ends, so it must be ours or root's. Errno: ENOENT
+/// when there is none, EPERM when it is not to be trusted.
+UniqueFd OpenTrusted(const std::string& path, int& error) {
+    UniqueFd file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
+    struct stat status {};
+    if (!file.IsOpen() || ::fstat(file.Get(), &status) != 0) {
+        error = errno == ELOOP ? EPERM : errno;
+        return {};
+    }
+    const bool isOurs = status.st_uid == 0 || status.st_uid == ::geteuid();
+    if (!S_ISREG(status.st_mode) || !isOurs || (status.st_mode & (S_IWGRP | S_IWOTH)) != 0) {
+        error = EPERM;
+        return {};
+    }
+    return file;
+}
+
+std::string ReadTrusted(const std::string& path) {
+    int ignored = 0;
+    const UniqueFd file = OpenTrusted(path, ignored);
+    std::string content;
+    std::array<char, 4096> buffer{};
+    while (file.IsOpen()) {
+        const ssize_t length = ::read(file.Get(), buffer.data(), buffer.size());
+        if (length <= 0) {
+            break;
+        }
+        content.append(buffer.data(), static_cast<size_t>(length));
+    }
+    return content;
+}
+
 std::map<ProcessId, StateRecord> ReadRecords(const std::string& path, const std::string& procRoot) {
     std::map<ProcessId, StateRecord> records;
-    std::ifstream file(path);
+    std::istringstream file(ReadTrusted(path));
     std::string line;
     if (!std::getline(file, line) || line != kHeader + BootId(procRoot)) {
         return records;
@@ -245,6 +280,11 @@ bool StateFile::Open(const std::string& path, int& error) {
         error = errno == EACCES || errno == EAGAIN ? EWOULDBLOCK : errno;
         return false;
     }
+    int found = 0;
+    if (!OpenTrusted(path, found).IsOpen() && found != ENOENT) {
+        error = found;
+        return false;
+    }
     path_ = path;
     lock_ = std::move(lock);
     return true;
@@ -288,7 +328,9 @@ bool StateFile::Append(const std::string& line, int& error) {
 
 bool StateFile::Rewrite(int& error) {
     const std::string draft = path_ + ".new";
-    UniqueFd file(::open(draft.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC | O_NOFOLLOW, kStateMode));
+    // What lies there may be somebody else's; only a file that was made here is ours.
+    static_cast<void>(::unlink(draft.c_str()));
+    UniqueFd file(::open(draft.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_APPEND | O_CLOEXEC, kStateMode));
     if (!file.IsOpen()) {
         error = errno;
         return false;

@@ -33,8 +33,8 @@ struct Leftover {
 };
 
 /// The applications of the file that still have processes. `runDir` is the daemon's: it helps to recognise processes
-/// that left the session of their application. A file that is not there, or is of an earlier boot, has none. A torn or
-/// unreadable line is passed over.
+/// that left the session of their application. A file that is not there, is of an earlier boot, or that Open would
+/// refuse, has none. A torn or unreadable line is passed over.
 std::vector<Leftover> FindLeftovers(const std::string& path, const std::string& runDir,
                                     const std::string& procRoot = kProcRoot);
 
@@ -52,9 +52,10 @@ std::vector<Leftover> EndLeftovers(const std::vector<Leftover>& leftovers, const
 /// The records of this daemon. One writer at a time, kept by a lock beside the file that ends with the process.
 class StateFile {
 public:
-    /// Takes the lock <path>.lock. False with EWOULDBLOCK while another daemon has it, or with the errno of the file
-    /// system. The content stays until Clear, so that a daemon that is killed while it ends leftovers still leaves them
-    /// on record.
+    /// Takes the lock <path>.lock. False with EWOULDBLOCK while another daemon has it, with EPERM when the file that is
+    /// there is a link, is not a regular file, belongs to another user than root and ours or is writable by others, or
+    /// with the errno of the file system. The content stays until Clear, so that a daemon that is killed while it ends
+    /// leftovers still leaves them on record.
     [[nodiscard]] bool Open(const std::string& path, int& error);
 
     /// Starts empty; call after EndLeftovers. Replaces the file in one step.

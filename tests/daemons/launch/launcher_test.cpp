@@ -2,9 +2,12 @@
 
 #include <gmock/gmock.h>
 #include <grp.h>
+#include <linux/capability.h>
 #include <sched.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 
 #include <cerrno>
 #include <csignal>
@@ -444,6 +447,42 @@ TEST_F(Launcher, NeverRunsTheApplicationOfAnotherOwnerUnderTheDaemonsUid) {
     request.owner = {4711, kNobody, {}};
     const LaunchSpec spec = SpecOf(attributes, request);
     EXPECT_TRUE(AsNobody([&spec] { return Launch(spec).stage == LaunchStage::GROUPS; }));
+}
+
+/// Keeps one capability as a service manager gives it to a daemon that is not root: children inherit it.
+bool BecomeNobodyWithCapability(unsigned capability) {
+    __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
+    __user_cap_data_struct sets[_LINUX_CAPABILITY_U32S_3] = {};
+    sets[0].permitted = sets[0].effective = sets[0].inheritable = 1U << capability;
+    return ::prctl(PR_SET_KEEPCAPS, 1, 0, 0, 0) == 0 && ::setgroups(0, nullptr) == 0 && ::setgid(kNobody) == 0 &&
+           ::setuid(kNobody) == 0 && ::syscall(SYS_capset, &header, sets) == 0 &&
+           ::prctl(PR_CAP_AMBIENT, PR_CAP_AMBIENT_RAISE, capability, 0, 0) == 0;
+}
+
+TEST_F(Launcher, KeepsTheCapabilitiesOfADaemonThatIsNotRootToTheDaemon) {
+    if (::geteuid() != 0) {
+        GTEST_SKIP() << "becoming another user takes root";
+    }
+    ApplicationAttributes attributes = Probe({"-c", "grep -E '^Cap(Inh|Prm|Eff|Amb):' /proc/self/status"});
+    attributes.binPath = "/bin/sh";
+    attributes.envArgv = {{"PATH", "/usr/bin:/bin"}};
+    LaunchRequest request = RequestOfThisUser();
+    request.owner = {kNobody, kNobody, {}};
+    const LaunchSpec spec = SpecOf(attributes, request);
+    const pid_t daemon = ::fork();
+    if (daemon == 0) {
+        ::_exit(!BecomeNobodyWithCapability(CAP_CHOWN) ? 2 : Launch(spec).Ok() ? 0 : 1);
+    }
+    int status = 0;
+    ASSERT_EQ(::waitpid(daemon, &status, 0), daemon);
+    if (WEXITSTATUS(status) == 2) {
+        GTEST_SKIP() << "this kernel has no ambient capabilities";
+    }
+    EXPECT_EQ(status, 0);
+    output_.CloseWriteEnd();
+    EXPECT_EQ(output_.Rest(),
+              "CapInh:\t0000000000000000\nCapPrm:\t0000000000000000\nCapEff:\t0000000000000000\n"
+              "CapAmb:\t0000000000000000\n");
 }
 
 TEST_F(Launcher, AsksTheKernelForASignalAtTheDaemonsDeathWhenTold) {

@@ -1,10 +1,13 @@
 #include "daemons/procmgrd/launch/state_file.h"
 
 #include <gmock/gmock.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -174,6 +177,44 @@ TEST_F(State, SaysWhyItCannotBeOpened) {
     int error = 0;
     EXPECT_FALSE(file.Open(folder_.File("nowhere/state"), error));
     EXPECT_EQ(error, ENOENT);
+}
+
+TEST_F(State, IsNotTakenFromAStranger) {
+    const ProcessId process = StartReady("wait");
+    {
+        StateFile file = OpenEmpty();
+        Add(file, "cam", process);
+    }
+    ASSERT_THAT(LeftoverNames(), ElementsAre("cam"));
+    const auto expectRefused = [this](const char* what) {
+        StateFile file;
+        int error = 0;
+        EXPECT_FALSE(file.Open(path_, error)) << what;
+        EXPECT_EQ(error, EPERM) << what;
+        EXPECT_THAT(LeftoverNames(), IsEmpty()) << what;
+    };
+    ASSERT_EQ(::chmod(path_.c_str(), 0606), 0);
+    expectRefused("writable by others");
+    ASSERT_EQ(::chmod(path_.c_str(), 0600), 0);
+    if (::geteuid() == 0) {
+        ASSERT_EQ(::chown(path_.c_str(), 65534, 65534), 0);
+        expectRefused("of another user");
+        ASSERT_EQ(::chown(path_.c_str(), 0, 0), 0);
+    }
+    std::filesystem::rename(path_, folder_.File("elsewhere"));
+    std::filesystem::create_symlink(folder_.File("elsewhere"), path_);
+    expectRefused("a link");
+    std::filesystem::remove(path_);
+    ASSERT_EQ(::mkfifo(path_.c_str(), 0600), 0);
+    expectRefused("a pipe");
+}
+
+TEST_F(State, IsNotWrittenThroughWhatLiesInTheWayOfItsDraft) {
+    folder_.Write("precious", "precious");
+    std::filesystem::create_symlink(folder_.File("precious"), path_ + ".new");
+    const StateFile file = OpenEmpty();
+    EXPECT_EQ(folder_.Read("precious"), "precious");
+    EXPECT_FALSE(std::filesystem::is_symlink(path_));
 }
 
 TEST_F(State, EndsLeftoversWithTheirWholeTrees) {
