@@ -34,6 +34,7 @@ public:
     }
     static void StartNoDepends(const std::vector<AppInfoForServer>& list, StartAppInfo& info) {
         std::vector<const AppInfoForServer*> pointers;
+        pointers.reserve(list.size());
         for (const AppInfoForServer& app : list) {
             pointers.push_back(&app);
         }
@@ -52,6 +53,7 @@ inline AppInfoForServer App(const std::string& name, const std::vector<std::stri
 
 inline std::vector<AppInfoForServer> Apps(const std::vector<std::string>& names) {
     std::vector<AppInfoForServer> apps;
+    apps.reserve(names.size());
     for (const std::string& name : names) {
         apps.push_back(App(name));
     }
