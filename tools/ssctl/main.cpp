@@ -1,0 +1,69 @@
+// ssctl: the system-state manager on the command line.
+#include <chrono>
+#include <cstdio>
+#include <exception>
+#include <string>
+
+#include "tools/ssctl/command_line.h"
+#include "tools/ssctl/commands.h"
+#include "tools/ssctl/connection.h"
+#include "tools/ssctl/events.h"
+#include "tools/ssctl/progress.h"
+#include "tools/ssctl/terminal.h"
+
+namespace {
+
+using namespace Ssctl;
+
+void Print(const std::string& text, std::FILE* stream) {
+    std::fwrite(text.data(), 1, text.size(), stream);
+    std::fflush(stream);
+}
+
+void Show(const CommandLine& line, const Outcome& outcome) {
+    const bool isQueue = line.command == "events";
+    const Subject subject{line.command, isQueue ? QueueName(line) : line.resource};
+    Print(line.json ? RenderDocument(subject, outcome) : RenderText(outcome, WantsColour(stdout)), stdout);
+    Print(RenderComplaint(outcome), stderr);
+}
+
+Outcome Follow(const CommandLine& line) {
+    EventQueue queue(line.runDir, QueueName(line), WaitMs(line));
+    const Deadline deadline =
+        line.eventTimeoutMs
+            ? Deadline(std::chrono::steady_clock::now() + std::chrono::milliseconds(*line.eventTimeoutMs))
+            : Deadline();
+    return FollowEvents(
+        line, deadline, [&](const Deadline& until) { return queue.Next(until); },
+        [&](const Outcome& event) { Show(line, event); });
+}
+
+Outcome Run(const CommandLine& line) {
+    Connection connection(line.runDir, line.resource);
+    return RunCommand(line, [&](const Request& request) {
+        const Progress progress(DescribeWork(line), request.waitMs);
+        return connection.Ask(request);
+    });
+}
+
+int RunLine(const CommandLine& line) {
+    const bool isFollowing = line.command == "events";
+    const Outcome outcome = isFollowing ? Follow(line) : Run(line);
+    // Each event was shown as it came.
+    if (!isFollowing || outcome.fault != Fault::NONE) {
+        Show(line, outcome);
+    }
+    return static_cast<int>(ExitCodeOf(outcome.fault));
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    try {
+        const ParsedCommandLine parsed = ParseCommandLine(argc, argv);
+        return parsed.run ? RunLine(parsed.line) : parsed.exitCode;
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "ssctl: %s.\n", error.what());
+        return static_cast<int>(ExitCode::REFUSED);
+    }
+}

@@ -1,0 +1,95 @@
+#include "tools/ssctl/outcome.h"
+
+#include <array>
+#include <cstddef>
+#include <utility>
+
+namespace Ssctl {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+/// Goes up when a document changes so that an old reader would misread it.
+constexpr int kSchemaVersion = 1;
+
+struct FaultRow {
+    Fault fault;
+    const char* name;
+    ExitCode exit;
+};
+
+constexpr std::array<FaultRow, 8> kFaults = {{
+    {Fault::NONE, "none", ExitCode::DONE},
+    {Fault::REFUSED, "refused", ExitCode::REFUSED},
+    {Fault::FAILED, "failed", ExitCode::REFUSED},
+    {Fault::DENIED, "denied", ExitCode::REFUSED},
+    {Fault::BAD_ANSWER, "bad_answer", ExitCode::REFUSED},
+    {Fault::USAGE, "usage", ExitCode::USAGE},
+    {Fault::NO_SERVICE, "no_service", ExitCode::NO_SERVICE},
+    {Fault::TIMED_OUT, "timed_out", ExitCode::TIMED_OUT},
+}};
+
+constexpr bool IsInOrder() {
+    for (size_t at = 0; at < kFaults.size(); ++at) {
+        if (kFaults[at].fault != static_cast<Fault>(at)) {
+            return false;
+        }
+    }
+    return true;
+}
+static_assert(IsInOrder(), "a fault is the index of its row");
+
+const FaultRow& RowOf(Fault fault) {
+    return kFaults[static_cast<size_t>(fault)];
+}
+
+}  // namespace
+
+ExitCode ExitCodeOf(Fault fault) {
+    return RowOf(fault).exit;
+}
+
+Outcome Complain(Fault fault, std::string problem, std::string advice) {
+    Outcome outcome;
+    outcome.fault = fault;
+    outcome.problem = std::move(problem);
+    outcome.advice = std::move(advice);
+    return outcome;
+}
+
+std::string RenderText(const Outcome& outcome, bool wantsColour) {
+    std::string text = outcome.sentence.empty() ? "" : Printable(outcome.sentence) + "\n";
+    if (!outcome.table.columns.empty()) {
+        text += RenderTable(outcome.table, wantsColour);
+    }
+    return text;
+}
+
+std::string RenderComplaint(const Outcome& outcome) {
+    if (outcome.problem.empty()) {
+        return {};
+    }
+    std::string text = "ssctl: " + Printable(outcome.problem) + ".\n";
+    if (!outcome.advice.empty()) {
+        text += "       " + Printable(outcome.advice) + "\n";
+    }
+    return text;
+}
+
+std::string RenderDocument(const Subject& subject, const Outcome& outcome) {
+    const FaultRow& row = RowOf(outcome.fault);
+    Json document = {{"schema", kSchemaVersion},
+                     {"command", subject.command},
+                     {"resource", subject.resource},
+                     {"ok", outcome.fault == Fault::NONE},
+                     {"exit_code", static_cast<int>(row.exit)}};
+    document.update(outcome.members);
+    if (outcome.fault != Fault::NONE) {
+        document["error"] = {{"kind", row.name}, {"message", outcome.problem}, {"advice", outcome.advice}};
+    }
+    // A name need not be UTF-8; what is none shows as U+FFFD.
+    return document.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
+}
+
+}  // namespace Ssctl
