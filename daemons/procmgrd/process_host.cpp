@@ -3,7 +3,9 @@
 #include <signal.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <fstream>
@@ -30,6 +32,15 @@ std::vector<pid_t> OwnChildren() {
         children.push_back(child);
     }
     return children;
+}
+
+/// In the midst of its end, or ended and not reaped yet.
+bool IsDying(pid_t pid) {
+    const auto stat = ProcMgr::ReadProcessStat(pid);
+    char program = 0;
+    const std::string link = "/proc/" + std::to_string(pid) + "/exe";
+    const bool hasMemory = readlink(link.c_str(), &program, sizeof(program)) >= 0 || errno != ENOENT;
+    return stat && (stat->HasEnded() || !hasMemory);
 }
 
 ExitStatus ReapLeader(const ProcMgr::UniqueFd& pidfd) {
@@ -257,6 +268,7 @@ bool ProcessHost::HasOnlyLeftovers(const AppKey& key) const {
 void ProcessHost::NoteEnd(const AppKey& key) {
     Process& process = processes_.at(key);
     process.hasEnded = true;
+    process.endedAt = Clock::now();
     loop_.Remove(process.pidfd.Get());
     ended_.insert(key);
 }
@@ -323,9 +335,18 @@ void ProcessHost::ReapOrphans() {
 }
 
 void ProcessHost::EndProcesses() {
-    const std::set<AppKey> ended = ended_;
-    for (const AppKey& key : ended) {
+    std::vector<AppKey> gone;
+    for (const AppKey& key : ended_) {
         if (IsTreeGone(key, processes_.at(key))) {
+            gone.push_back(key);
+        }
+    }
+    if (!gone.empty()) {
+        ReapOrphans();
+    }
+    const bool mustWait = !gone.empty() && HasDyingOrphan();
+    for (const AppKey& key : gone) {
+        if (!mustWait || IsOutOfPatience(processes_.at(key))) {
             Finish(key);
         }
     }
@@ -351,6 +372,18 @@ bool ProcessHost::IsTreeGone(const AppKey& key, Process& process) {
         return true;
     }
     return false;
+}
+
+// A process in the midst of its end has lost the memory by which its tree is known, but still holds its files. It will
+// be reaped within moments; whose it is can't be told, so that everybody waits for it.
+bool ProcessHost::HasDyingOrphan() const {
+    const std::vector<pid_t> children = OwnChildren();
+    return std::any_of(children.begin(), children.end(),
+                       [this](pid_t child) { return leaders_.count(child) == 0 && IsDying(child); });
+}
+
+bool ProcessHost::IsOutOfPatience(const Process& process) {
+    return Clock::now() - process.endedAt > kLeftoverPatience;
 }
 
 void ProcessHost::Finish(const AppKey& key) {

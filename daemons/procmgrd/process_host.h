@@ -97,6 +97,7 @@ private:
         std::unique_ptr<AppSocket> socket;
         bool wasToldToEnd = false;
         bool hasEnded = false;  ///< the first process; what it left behind may still live
+        Clock::time_point endedAt;
         bool isKilling = false;
         Clock::time_point killedAt;  ///< when that began
     };
@@ -120,6 +121,8 @@ private:
     void ReapOrphans();
     void EndProcesses();
     bool IsTreeGone(const AppKey& key, Process& process);
+    bool HasDyingOrphan() const;
+    static bool IsOutOfPatience(const Process& process);
     void Finish(const AppKey& key);
 
     EventLoop& loop_;

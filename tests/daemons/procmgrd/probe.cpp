@@ -96,7 +96,7 @@ const std::map<std::string, std::function<void(const std::string&)>> kCommands =
     {"env", [](const std::string& value) { Note("env " + value + "=" + Variable(value.c_str())); }},
     {"ids", [](const std::string&) { Note("ids " + std::to_string(getuid()) + " " + std::to_string(getgid())); }},
     {"exit", [](const std::string& value) { _exit(atoi(value.c_str())); }},
-    {"die", [](const std::string& value) { raise(atoi(value.c_str())); }},
+    {"die", [](const std::string& value) { kill(getpid(), atoi(value.c_str())); }},
     {"print", [](const std::string& value) { std::cout << value << std::endl; }},
     {"deaf", [](const std::string&) { OnTerm(SIG_IGN); }},
     {"exit-7-on-term", [](const std::string&) { OnTerm(ExitWithSeven); }},
