@@ -1,6 +1,7 @@
 #include "platform/posix/app/procmgr_app.h"
 
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -51,6 +52,13 @@ protected:
             std::memcpy(&sender, CMSG_DATA(head), sizeof(sender));
         }
         return size < 0 ? "nothing" : std::string(text, static_cast<size_t>(size));
+    }
+
+    /// The next one, if it comes within a minute.
+    std::string Await(ucred& sender) {
+        pollfd entry = {fd_.Get(), POLLIN, 0};
+        EXPECT_EQ(::poll(&entry, 1, 60000), 1);
+        return Receive(sender);
     }
 
     std::string folder_;
@@ -113,6 +121,66 @@ TEST_F(AppSocket, AProcessManagerThatDoesNotReadIsGivenUp) {
         error = FailureOf(ProcmgrAppReady);
     }
     EXPECT_EQ(error, ETIMEDOUT);
+}
+
+TEST_F(AppSocket, OneBeatSendsItsText) {
+    Listen();
+    EXPECT_EQ(ProcmgrAppBeat(), 0);
+    ucred sender = {};
+    EXPECT_EQ(Receive(sender), "procmgr 1 beat");
+    EXPECT_EQ(Receive(sender), "nothing");
+}
+
+TEST_F(AppSocket, ThePeriodOfBeatsIsTheOneInTheEnvironmentOrASecond) {
+    for (const char* text : {"250", "1", "2147483647"}) {
+        ::setenv("PROCMGR_HEARTBEAT_PERIOD_MS", text, 1);
+        EXPECT_EQ(std::to_string(ProcmgrAppBeatPeriodMs()), text);
+    }
+    for (const char* text : {"", "0", "-5", " 5", "5x", "x", "2147483648", "99999999999999999999"}) {
+        ::setenv("PROCMGR_HEARTBEAT_PERIOD_MS", text, 1);
+        EXPECT_EQ(ProcmgrAppBeatPeriodMs(), 1000) << text;
+    }
+    ::unsetenv("PROCMGR_HEARTBEAT_PERIOD_MS");
+    EXPECT_EQ(ProcmgrAppBeatPeriodMs(), 1000);
+}
+
+TEST_F(AppSocket, TheBeatingThreadBeatsUntilItIsStopped) {
+    Listen();
+    ::setenv("PROCMGR_HEARTBEAT_PERIOD_MS", "1", 1);
+    ASSERT_EQ(ProcmgrAppStartBeating(), 0);
+    EXPECT_EQ(ProcmgrAppStartBeating(), 0) << "it beats already";
+    ucred sender = {};
+    for (int i = 0; i < 20; ++i) {
+        EXPECT_EQ(Await(sender), "procmgr 1 beat");
+        EXPECT_EQ(sender.pid, ::getpid());
+    }
+    ProcmgrAppStopBeating();
+    while (Receive(sender) != "nothing") {
+    }
+    EXPECT_EQ(ProcmgrAppBeat(), 0);
+    EXPECT_EQ(Await(sender), "procmgr 1 beat");
+    EXPECT_EQ(Receive(sender), "nothing");
+}
+
+TEST_F(AppSocket, BeatingMayBeStartedAgainAndStoppedWithoutHavingBegun) {
+    Listen();
+    ::setenv("PROCMGR_HEARTBEAT_PERIOD_MS", "3600000", 1);
+    ProcmgrAppStopBeating();
+    ucred sender = {};
+    for (int round = 0; round < 3; ++round) {
+        ASSERT_EQ(ProcmgrAppStartBeating(), 0);
+        EXPECT_EQ(Await(sender), "procmgr 1 beat") << "the first beat goes out at once";
+        ProcmgrAppStopBeating();
+        ProcmgrAppStopBeating();
+    }
+    EXPECT_EQ(Receive(sender), "nothing");
+}
+
+TEST_F(AppSocket, BeatingDoesNotBeginWithoutAnAddress) {
+    ::unsetenv("PROCMGR_APP_SOCKET");
+    EXPECT_EQ(FailureOf(ProcmgrAppBeat), ENOTCONN);
+    EXPECT_EQ(FailureOf(ProcmgrAppStartBeating), ENOTCONN);
+    ProcmgrAppStopBeating();
 }
 
 TEST_F(AppSocket, NoDescriptorIsLeftOpen) {

@@ -138,7 +138,24 @@ int SetParentDeathSignal(const ChildPlan& plan) {
     return error == 0 && ::getppid() != plan.parent ? ESRCH : error;
 }
 
+/// No function of the C library that writes numbers may be called here.
+void WritePid(char* digits) {
+    if (digits == nullptr) {
+        return;
+    }
+    char reversed[kPidDigits];
+    size_t count = 0;
+    for (auto rest = static_cast<unsigned int>(::getpid()); rest != 0 && count < kPidDigits; rest /= 10) {
+        reversed[count++] = static_cast<char>('0' + rest % 10);
+    }
+    while (count > 0) {
+        *digits++ = reversed[--count];
+    }
+    *digits = '\0';
+}
+
 int Execute(const ChildPlan& plan) {
+    WritePid(plan.pidDigits);
     ::execve(plan.executable, plan.argv.data(), plan.environment.data());
     return errno;
 }

@@ -17,6 +17,9 @@ namespace ProcMgr {
 
 inline constexpr size_t kLaunchStageCount = static_cast<size_t>(LaunchStage::EXEC) + 1;
 
+/// Digits of the largest number of a process.
+inline constexpr size_t kPidDigits = 10;
+
 struct ChildPlan {
     int nullFd = -1;
     int outputFd = -1;
@@ -27,6 +30,7 @@ struct ChildPlan {
     std::vector<char*> groupFiles;  ///< these three end with a null pointer
     std::vector<char*> argv;
     std::vector<char*> environment;
+    char* pidDigits = nullptr;  ///< in one of the environment's texts: room for kPidDigits and the end; or null
     const char* executable = nullptr;
     bool hasCores = false;
     cpu_set_t cores{};

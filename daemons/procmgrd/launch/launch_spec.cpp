@@ -38,7 +38,26 @@ std::string ParameterVariable(int32_t index) {
     return (index < 0 ? "PROCMGR_PARA_NEG" : "PROCMGR_PARA_") + digits;
 }
 
-Environment OwnVariables(const std::string& appName, bool isReporting, const LaunchRequest& request) {
+/// Twice the same address, under our name and under the one that unmodified programs look for.
+void AddAddress(const LaunchRequest& request, Environment& own) {
+    if (!request.appSocketPath.empty()) {
+        own.emplace_back("PROCMGR_APP_SOCKET", request.appSocketPath);
+        own.emplace_back("NOTIFY_SOCKET", request.appSocketPath);
+    }
+}
+
+/// Programs that know WATCHDOG_USEC beat at about half of that time.
+void AddHeartBeat(const LaunchRequest& request, Environment& own) {
+    constexpr uint64_t kMicrosecondsPerMs = 1000;
+    if (request.heartBeatPeriodMs != 0) {
+        const uint64_t lostAfter = kMicrosecondsPerMs * request.heartBeatPeriodMs * request.heartBeatMisses;
+        own.emplace_back("PROCMGR_HEARTBEAT_PERIOD_MS", std::to_string(request.heartBeatPeriodMs));
+        own.emplace_back("WATCHDOG_USEC", std::to_string(lostAfter));
+    }
+}
+
+Environment OwnVariables(const std::string& appName, const ApplicationManifest& manifest,
+                         const LaunchRequest& request) {
     Environment own = {{"PROC_NAME", appName}, {"PROCMGR_APP_NAME", appName}};
     for (const auto& [index, values] : request.dynamicPara) {
         own.emplace_back(ParameterVariable(index), Join(values));
@@ -47,31 +66,40 @@ Environment OwnVariables(const std::string& appName, bool isReporting, const Lau
     if (!request.ownerName.empty()) {
         own.emplace_back("PROCMGR_OWNER", request.ownerName);
     }
-    if (isReporting && !request.appSocketPath.empty()) {
-        own.emplace_back("PROCMGR_APP_SOCKET", request.appSocketPath);
+    if (TellsAboutItself(manifest)) {
+        AddAddress(request, own);
+    }
+    if (manifest.GetHeartBeatSwitch()) {
+        AddHeartBeat(request, own);
     }
     return own;
 }
 
-/// By these we find an application and it finds us; a manifest cannot give them another meaning.
+/// By these we find an application and it finds us; a manifest cannot give them another meaning, whether they are set
+/// or not.
 bool IsReserved(const std::string& name) {
     constexpr std::array<const char*, 4> kNames = {"PROCMGR_APP_NAME", "PROCMGR_RUN_DIR", "PROCMGR_OWNER",
                                                    "PROCMGR_APP_SOCKET"};
     return std::find(kNames.begin(), kNames.end(), name) != kNames.end() || name.rfind("PROCMGR_PARA_", 0) == 0;
 }
 
-/// The manifest's variables after ours. One of the same name replaces ours, but for the reserved ones.
-std::vector<std::string> MergeEnvironment(const Environment& own, const std::map<std::string, std::string>& manifest,
+/// Ours, then the manifest's. Of ours, the manifest may replace the name of the process only.
+std::vector<std::string> MergeEnvironment(const Environment& own, const std::string& pidVariable,
+                                          const std::map<std::string, std::string>& manifest,
                                           std::vector<LaunchWarning>& warnings) {
+    constexpr const char* kReplaceable = "PROC_NAME";
     std::vector<std::string> merged;
+    std::set<std::string> fixed = {pidVariable};
     for (const auto& [name, value] : own) {
-        if (IsReserved(name) || manifest.count(name) == 0) {
-            merged.push_back(name + "=" + value);
+        if (name == kReplaceable && manifest.count(name) != 0) {
+            continue;
         }
+        merged.push_back(name + "=" + value);
+        fixed.insert(name);
     }
     bool hasReserved = false;
     for (const auto& [name, value] : manifest) {
-        if (IsReserved(name)) {
+        if (IsReserved(name) || fixed.count(name) != 0) {
             hasReserved = true;
             continue;
         }
@@ -244,8 +272,10 @@ std::string Fill(const ApplicationManifest& manifest, const LaunchRequest& reque
     spec.outputFd = request.outputFd;
     std::string refusal = FillCommand(manifest, request, spec);
     if (refusal.empty()) {
-        const Environment own = OwnVariables(spec.appName, manifest.GetIsReporting(), request);
-        spec.environment = MergeEnvironment(own, manifest.GetEnvArgv(), spec.warnings);
+        const bool isWatched = manifest.GetHeartBeatSwitch() && request.heartBeatPeriodMs != 0;
+        spec.pidVariable = isWatched ? "WATCHDOG_PID" : "";
+        spec.environment = MergeEnvironment(OwnVariables(spec.appName, manifest, request), spec.pidVariable,
+                                            manifest.GetEnvArgv(), spec.warnings);
         refusal = CheckTexts(manifest, spec);
     }
     if (refusal.empty()) {
@@ -259,6 +289,14 @@ std::string Fill(const ApplicationManifest& manifest, const LaunchRequest& reque
 std::string DescribeWarning(const std::string& appName, const LaunchWarning& warning) {
     return "Application " + appName + ": " + warning.attribute +
            " was not applied: " + std::generic_category().message(warning.error);
+}
+
+bool IsSelfReporting(const ApplicationManifest& manifest) {
+    return manifest.GetIsReporting() || manifest.GetIsRosNode();
+}
+
+bool TellsAboutItself(const ApplicationManifest& manifest) {
+    return IsSelfReporting(manifest) || manifest.GetHeartBeatSwitch();
 }
 
 bool BuildLaunchSpec(const ApplicationManifest& manifest, const LaunchRequest& request, LaunchSpec& spec,

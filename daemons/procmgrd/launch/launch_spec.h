@@ -38,20 +38,29 @@ struct LaunchRequest {
     OwnerIdentity owner;
     std::string ownerName;  ///< as its pipe hello carries it
     std::string runDir;
-    std::string appSocketPath;  ///< handed to applications that report themselves
-    std::string soHostPath;     ///< runs shared objects without a process_bind_path; see FindSoHost
-    int outputFd = -1;          ///< takes standard output and error, stays the caller's; -1: /dev/null
+    std::string appSocketPath;       ///< handed to applications that tell about themselves
+    uint32_t heartBeatPeriodMs = 0;  ///< told to applications whose hearts are watched, as is the next; 0: nothing
+    uint32_t heartBeatMisses = 0;    ///< periods without a beat after which it is lost
+    std::string soHostPath;          ///< runs shared objects without a process_bind_path; see FindSoHost
+    int outputFd = -1;               ///< takes standard output and error, stays the caller's; -1: /dev/null
     /// Supplementary groups of a uid with that primary gid; empty: the system's user database is asked.
     std::function<std::vector<uint32_t>(uint32_t uid, uint32_t gid)> groupsOf;
 };
 
 inline constexpr int kNoSchedulingClass = -1;
 
+/// An application whose readiness the group waits for.
+bool IsSelfReporting(const ApplicationManifest& manifest);
+
+/// One that has something to tell the process manager, so that it needs an address for that.
+bool TellsAboutItself(const ApplicationManifest& manifest);
+
 struct LaunchSpec {
     std::string appName;
     std::string executable;
     std::vector<std::string> argv;
     std::vector<std::string> environment;  ///< "NAME=value", each name once
+    std::string pidVariable;               ///< the name of one more, whose value is the new process's number; or empty
     uint32_t uid = 0;
     uint32_t gid = 0;
     std::vector<uint32_t> groups;

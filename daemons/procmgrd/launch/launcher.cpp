@@ -201,7 +201,20 @@ private:
         plan_.executable = spec_.executable.c_str();
         plan_.argv = Pointers(spec_.argv);
         plan_.environment = Pointers(spec_.environment);
+        PreparePidVariable();
         return true;
+    }
+
+    /// Only the child knows the value.
+    void PreparePidVariable() {
+        if (spec_.pidVariable.empty()) {
+            return;
+        }
+        pidText_ = spec_.pidVariable + "=";
+        const size_t valueAt = pidText_.size();
+        pidText_.append(kPidDigits, '\0');
+        plan_.pidDigits = pidText_.data() + valueAt;
+        plan_.environment.insert(plan_.environment.end() - 1, pidText_.data());
     }
 
     /// A null-terminated array as exec wants it; exec does not write to the texts.
@@ -292,6 +305,7 @@ private:
     const LaunchSpec& spec_;
     LaunchResult result_;
     ChildPlan plan_;
+    std::string pidText_;
     ResourceGroupPlan group_;
     UniqueFd null_;
     UniqueFd output_;

@@ -83,11 +83,60 @@ TEST_F(BuildSpec, NamesTheSmallestIndexToo) {
     EXPECT_THAT(Build().environment, testing::Contains("PROCMGR_PARA_NEG2147483648=v"));
 }
 
-TEST_F(BuildSpec, GivesTheReportSocketToSelfReportingApplicationsOnly) {
+TEST_F(BuildSpec, GivesTheAddressUnderBothNamesToApplicationsThatTellAboutThemselvesOnly) {
     request_.appSocketPath = "/run/procmgr/apps/cam.sock";
-    EXPECT_THAT(Build().environment, testing::Not(testing::Contains(testing::HasSubstr("PROCMGR_APP_SOCKET"))));
+    EXPECT_THAT(Build().environment, testing::Not(testing::Contains(testing::HasSubstr("SOCKET"))));
+    const auto isGiven = testing::IsSupersetOf(
+        {"PROCMGR_APP_SOCKET=/run/procmgr/apps/cam.sock", "NOTIFY_SOCKET=/run/procmgr/apps/cam.sock"});
     attributes_.isReporting = true;
-    EXPECT_THAT(Build().environment, testing::Contains("PROCMGR_APP_SOCKET=/run/procmgr/apps/cam.sock"));
+    EXPECT_THAT(Build().environment, isGiven);
+    attributes_.isReporting = false;
+    attributes_.isRosNode = true;
+    EXPECT_THAT(Build().environment, isGiven);
+    attributes_.isRosNode = false;
+    attributes_.heartBeatSwitch = true;
+    EXPECT_THAT(Build().environment, isGiven);
+}
+
+TEST_F(BuildSpec, TellsPeriodAndTimeOutOfTheHeartbeatToThoseThatBeatOnly) {
+    request_.heartBeatPeriodMs = 250;
+    request_.heartBeatMisses = 3;
+    attributes_.isReporting = true;
+    EXPECT_THAT(Build().environment, testing::Not(testing::Contains(testing::HasSubstr("WATCHDOG"))));
+    EXPECT_EQ(Build().pidVariable, "");
+    attributes_.heartBeatSwitch = true;
+    EXPECT_THAT(Build().environment,
+                testing::IsSupersetOf({"PROCMGR_HEARTBEAT_PERIOD_MS=250", "WATCHDOG_USEC=750000"}));
+    EXPECT_EQ(Build().pidVariable, "WATCHDOG_PID");
+}
+
+TEST_F(BuildSpec, KeepsAddressAndHeartbeatFromTheManifestWhereItSetsThemItself) {
+    attributes_.envArgv = {{"NOTIFY_SOCKET", "/theirs"}, {"WATCHDOG_USEC", "1"}, {"WATCHDOG_PID", "2"}};
+    EXPECT_THAT(Build().environment,
+                testing::IsSupersetOf({"NOTIFY_SOCKET=/theirs", "WATCHDOG_USEC=1", "WATCHDOG_PID=2"}))
+        << "nothing of ours has these names here";
+    attributes_.heartBeatSwitch = true;
+    request_.appSocketPath = "/ours";
+    request_.heartBeatPeriodMs = 10;
+    request_.heartBeatMisses = 2;
+    const LaunchSpec spec = Build();
+    EXPECT_THAT(spec.environment, testing::IsSupersetOf({"NOTIFY_SOCKET=/ours", "WATCHDOG_USEC=20000"}));
+    EXPECT_THAT(spec.environment, testing::Not(testing::Contains("WATCHDOG_PID=2")));
+    ASSERT_EQ(spec.warnings.size(), 1U);
+    EXPECT_EQ(spec.warnings[0].attribute, "env_argv");
+}
+
+TEST_F(BuildSpec, TellsNoHeartbeatThatNobodyWatches) {
+    attributes_.heartBeatSwitch = true;
+    EXPECT_THAT(Build().environment, testing::Not(testing::Contains(testing::HasSubstr("WATCHDOG"))));
+    EXPECT_EQ(Build().pidVariable, "");
+}
+
+TEST_F(BuildSpec, CountsTheTimeOutOfALongHeartbeatWithoutOverflow) {
+    attributes_.heartBeatSwitch = true;
+    request_.heartBeatPeriodMs = 3600000;
+    request_.heartBeatMisses = 1000;
+    EXPECT_THAT(Build().environment, testing::Contains("WATCHDOG_USEC=3600000000000"));
 }
 
 TEST_F(BuildSpec, NamesTheOwnerWhenThereIsOne) {

@@ -58,8 +58,18 @@ TEST_F(Launcher, ShowsTheChildExactlyTheDocumentedEnvironment) {
               "PROCMGR_RUN_DIR=/run/procmgr-test\n"
               "PROCMGR_OWNER=vekmgr\n"
               "PROCMGR_APP_SOCKET=/run/procmgr-test/apps/7.sock\n"
+              "NOTIFY_SOCKET=/run/procmgr-test/apps/7.sock\n"
               "EMPTY=\n"
               "LANG=C\n");
+}
+
+TEST_F(Launcher, TellsTheChildItsOwnNumber) {
+    LaunchSpec spec = SpecOf(Probe({"environment"}));
+    spec.environment = {"FIRST=1"};
+    spec.pidVariable = "WATCHDOG_PID";
+    const LaunchResult result = Start(spec);
+    ASSERT_TRUE(result.Ok());
+    EXPECT_EQ(output_.Rest(), "FIRST=1\nWATCHDOG_PID=" + std::to_string(result.process.pid) + "\n");
 }
 
 TEST_F(Launcher, ShowsTheChildItsArguments) {
