@@ -5,9 +5,9 @@
 #include "app_manager/application_manager.h"
 #include "common/grp_owner_log.h"
 #include "grp_owner/app_infos.h"
-#include "include/ss_to_owner_server.h"
 #include "platform/include/heartbeat.h"
 #include "pm_agent/procmgr_agent.h"
+#include "ss_server/ss_to_owner_server_impl.h"
 
 namespace ProcMgr {
 
@@ -25,6 +25,16 @@ public:
 
     PipeCloser(const PipeCloser&) = delete;
     PipeCloser& operator=(const PipeCloser&) = delete;
+};
+
+/// Ends the service at exit, before the pipe and the manager that its requests need.
+class ServiceCloser {
+public:
+    ServiceCloser() = default;
+    ~ServiceCloser() { SsToOwnerServerImpl::StopServing(); }
+
+    ServiceCloser(const ServiceCloser&) = delete;
+    ServiceCloser& operator=(const ServiceCloser&) = delete;
 };
 
 }  // namespace
@@ -88,6 +98,8 @@ void ProcMgrGrpOwnerImpl::RegisterAgentCallbacks() {
 }
 
 void ProcMgrGrpOwnerImpl::RegisterSsCallbacks() {
+    // Built after the manager and the closer of the pipe, so that it goes before both.
+    static const ServiceCloser closer;
     SsToOwnerServer& service = SsToOwnerServer::GetInstance();
     GrpOwnerServer* server = &server_;
     const std::string& file = cfg_.resFileName;

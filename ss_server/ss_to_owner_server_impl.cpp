@@ -150,6 +150,7 @@ struct SsToOwnerServerImpl::Command {
 };
 
 SsToOwnerServerImpl* SsToOwnerServerImpl::pThis_ = nullptr;
+RequestGate& SsToOwnerServerImpl::gate_ = *new RequestGate;
 std::mutex& SsToOwnerServerImpl::poolMutex_ = *new std::mutex;
 std::map<VekQfsMgrFile*, VEKShmPoolHandle>& SsToOwnerServerImpl::procQfsFileMap_ =
     *new std::map<VekQfsMgrFile*, VEKShmPoolHandle>;
@@ -291,10 +292,15 @@ int SsToOwnerServerImpl::MyClose(VEKMgrFile* file) noexcept {
 
 int SsToOwnerServerImpl::MyIoctl(VEKMgrFile* file, unsigned int cmd, VEKIoctlArg* arg) noexcept {
     try {
-        return HandleIoctl(file, cmd, arg);
+        const RequestGate::Visit visit(gate_);
+        return visit.IsInside() ? HandleIoctl(file, cmd, arg) : kBadArgument;
     } catch (...) {
         return kCopyFailed;
     }
+}
+
+void SsToOwnerServerImpl::StopServing() {
+    gate_.Close();
 }
 
 int SsToOwnerServerImpl::HandleIoctl(VEKMgrFile* file, unsigned int cmd, VEKIoctlArg* arg) {

@@ -22,6 +22,7 @@
 #include "common/callback_slot.h"
 #include "include/ss_to_owner_server.h"
 #include "platform/include/vek.h"
+#include "ss_server/request_gate.h"
 #include "ss_server/ss_to_owner_messages.h"
 
 namespace ProcMgr {
@@ -63,8 +64,13 @@ public:
     static long MyRead(VEKMgrFile* file, char* buffer, size_t size, long* offset) noexcept;
     static int MyClose(VEKMgrFile* file) noexcept;
 
-    /// Returns the length of the answer's payload plus 8 (kSsResponseHead), kBadArgument or kCopyFailed.
+    /// Returns the length of the answer's payload plus 8 (kSsResponseHead), kBadArgument or kCopyFailed. After
+    /// StopServing every request gets kBadArgument.
     static int MyIoctl(VEKMgrFile* file, unsigned int cmd, VEKIoctlArg* arg) noexcept;
+
+    /// Ends the service for good and waits for the requests that are under way. Meant for the end of the process:
+    /// whoever the callbacks work on calls it before he goes away.
+    static void StopServing();
 
 private:
     using Request = SsToOwnerRequestMsg;
@@ -126,6 +132,9 @@ private:
     std::shared_ptr<const std::string> resFileName_;  ///< only through atomic loads and stores
 
     static SsToOwnerServerImpl* pThis_;
+
+    // Safe by itself. Never destroyed, as the bus may call while the process exits.
+    static RequestGate& gate_;
 
     // Guarded by poolMutex_. Never destroyed, as the bus may call while the process exits.
     static std::mutex& poolMutex_;

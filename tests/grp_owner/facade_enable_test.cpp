@@ -1,8 +1,12 @@
+#include <atomic>
 #include <cerrno>
 #include <cstdlib>
+#include <future>
+#include <thread>
 
 #include "include/ss_to_owner_server.h"
 #include "tests/grp_owner/facade_fixture.h"
+#include "tests/ss_server/ss_requests.h"
 
 namespace ProcMgr {
 
@@ -13,11 +17,44 @@ using testing::IsEmpty;
 namespace {
 
 constexpr int kClosedOnce = 42;
+constexpr int kServed = 43;
 
 /// Runs after the static objects of later construction are gone.
 void ExitWithWhatWasClosed() {
     _exit(FakePipe::Get().Closed().size() == 1 ? kClosedOnce : 1);
 }
+
+/// What a request that is under way when the process exits tells and hears. Never destroyed.
+struct LateRequest {
+    std::promise<void> begun;
+    std::promise<void> exiting;
+    std::atomic<bool> isServed{false};
+
+    static LateRequest& Get() {
+        static LateRequest& request = *new LateRequest;
+        return request;
+    }
+
+    /// The subscriber: waits for the exit, then needs the manager.
+    static bool OnSystemState(int /*state*/, int /*timeoutMs*/) {
+        Get().begun.set_value();
+        Get().exiting.get_future().wait();
+        LetAnExitThatDoesNotWaitOvertake();
+        Get().isServed = ProcMgrGrpOwner::GetInstance().CheckAppExisted("cam");
+        return true;
+    }
+
+    static void LetAnExitThatDoesNotWaitOvertake() {
+        for (int i = 0; i < 10000; ++i) {
+            std::this_thread::yield();
+        }
+    }
+
+    static void Send() {
+        IoctlBuffer buffer("1");
+        buffer.Send(2);
+    }
+};
 
 }  // namespace
 
@@ -93,6 +130,17 @@ TEST_F(GrpOwnerEnable, ManagerThatFailsToInitialiseFailsItAndTheCallbacksStay) {
     EXPECT_EQ(LinesOf("grp_owner_server.cpp").at(2), "INFO App:cam is not in this group.");
 }
 
+TEST_F(GrpOwnerEnable, MayBeCalledAgainAfterAFailure) {
+    FakeManifests::Get().SetManifests({Manifest("cam").AutoBoot()});
+    ASSERT_EQ(owner_.GrpOwnerConfig(Config()), 0);
+    FakePipe::Get().ScriptOpen({{-1, ETIMEDOUT}});
+    EXPECT_EQ(owner_.GrpOwnerEnable(), 1);
+    FakePipe::Get().ScriptAnswer({{0, "7"}});
+    EXPECT_EQ(owner_.GrpOwnerEnable(), 1);
+    EXPECT_EQ(owner_.GrpOwnerEnable(), 0);
+    EXPECT_TRUE(owner_.StartAutoStartApp());
+}
+
 TEST_F(GrpOwnerEnable, UnconfiguredItTakesTheEntryPathFromTheEnvironment) {
     ASSERT_EQ(setenv("STARTUP_ENTRY_PATH", "/tmp", 1), 0);
     EXPECT_EQ(owner_.GrpOwnerEnable(), 0);
@@ -145,6 +193,28 @@ TEST(GrpOwnerEnableDeathTest, PipeIsClosedAtExit) {
             std::exit(0);
         },
         testing::ExitedWithCode(kClosedOnce), "");
+}
+
+TEST(GrpOwnerEnableDeathTest, RequestUnderWayAtExitIsServedBeforeTheManagerGoes) {
+    testing::FLAGS_gtest_death_test_style = "threadsafe";
+    EXPECT_EXIT(
+        {
+            std::atexit([] { _exit(LateRequest::Get().isServed ? kServed : 1); });
+            FakeManifests::Get().SetManifests({Manifest("cam")});
+            ProcMgrGrpOwner& owner = ProcMgrGrpOwner::GetInstance();
+            GrpOwnerCfg cfg;
+            cfg.startupEntryPath = "/group/manifests";
+            cfg.resFileName = "res";
+            cfg.ssServerEnable = true;
+            owner.GrpOwnerConfig(cfg);
+            owner.SubscribeSystemState(LateRequest::OnSystemState);
+            owner.GrpOwnerEnable();
+            std::thread(LateRequest::Send).detach();
+            LateRequest::Get().begun.get_future().wait();
+            std::atexit([] { LateRequest::Get().exiting.set_value(); });
+            std::exit(0);
+        },
+        testing::ExitedWithCode(kServed), "");
 }
 
 TEST(GrpOwnerEnableDeathTest, PipeStaysOpenAtExitWhenNothingWasEnabled) {

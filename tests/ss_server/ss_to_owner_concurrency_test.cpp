@@ -1,15 +1,18 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <future>
 #include <thread>
 #include <vector>
 
 #include "common/app_records.h"
 #include "include/ss_to_owner_server.h"
+#include "ss_server/request_gate.h"
 #include "ss_server/ss_to_owner_server_impl.h"
 #include "tests/fake_platform/fake_platform.h"
 #include "tests/ss_server/ss_requests.h"
 
+using ProcMgr::RequestGate;
 using ProcMgr::SsToOwnerServerImpl;
 
 namespace {
@@ -77,6 +80,58 @@ TEST(SsToOwnerServer, RequestIsAnsweredWhileAnotherOneIsHeldUp) {
     }
     changed.notify_all();
     stopper.join();
+}
+
+TEST(StopServing, WaitsForTheRequestUnderWay) {
+    std::promise<void> inside;
+    std::atomic<bool> isStopping{false};
+    std::atomic<bool> isAnswered{false};
+    ASSERT_EQ(SsToOwnerServer::GetInstance().RegDumpCallBackImpl(
+                  [&] {
+                      inside.set_value();
+                      while (!isStopping.load()) {
+                          std::this_thread::yield();
+                      }
+                      return true;
+                  },
+                  "res"),
+              0);
+    std::thread client([&] {
+        IoctlBuffer buffer("");
+        isAnswered = buffer.Send(4) == 9;
+    });
+    std::thread stopper([&] {
+        inside.get_future().wait();
+        isStopping = true;
+        SsToOwnerServerImpl::StopServing();
+    });
+    stopper.join();
+    client.join();
+    EXPECT_TRUE(isAnswered.load());
+}
+
+TEST(RequestGate, IsClosedOnlyWhenEverybodyIsOut) {
+    RequestGate gate;
+    std::atomic<int> inside{0};
+    std::vector<std::thread> visitors;
+    for (int i = 0; i < 4; ++i) {
+        visitors.emplace_back([&] {
+            for (;;) {
+                const RequestGate::Visit visit(gate);
+                if (!visit.IsInside()) {
+                    return;
+                }
+                ++inside;
+                std::this_thread::yield();
+                --inside;
+            }
+        });
+    }
+    gate.Close();
+    EXPECT_EQ(inside.load(), 0);
+    for (std::thread& visitor : visitors) {
+        visitor.join();
+    }
 }
 
 TEST(ReportSysEvent, GoesOnWhileFilesOpenAndClose) {

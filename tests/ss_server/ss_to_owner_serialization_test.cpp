@@ -193,6 +193,13 @@ TEST(UnPackDynamicPara, ValuesOfAnIndexThatComesTwiceAreJoined) {
     EXPECT_THAT(app.dynamicPara, ElementsAre(Pair(1, ElementsAre("x", "y", "z"))));
 }
 
+TEST(UnPackDynamicPara, GroupWithoutValuesKeepsItsIndex) {
+    AppInfo app;
+    FieldReader reader("1#2#0#");
+    ASSERT_TRUE(SS::UnPackDynamicPara(reader, app));
+    EXPECT_THAT(app.dynamicPara, ElementsAre(Pair(2, IsEmpty())));
+}
+
 TEST(UnPackDynamicPara, MalformedGroupsAreRefusedWithoutAMessage) {
     for (const char* text : {"", "x#", "1#", "1#1#", "1#1#1#", "1#1#1#x", "1#2147483648#0#", "1#1.0#0#", "-1#"}) {
         AppInfo app;
