@@ -442,9 +442,9 @@ void ProcMgrAgentImpl::QueryAppStateRespHandler(const Message::RequestMsg& messa
 void ProcMgrAgentImpl::AppStateReportHandler(int fd, const Message::RequestMsg& message) {
     std::vector<Message::AppStateInfo> appStateList;
     if (!Serialization::ProcMgrUnpackedAppStateRequest(message, appStateList) || appStateList.empty()) {
-        GRP_OWNER_LOG(kError,
-                      "ProcMgrAgent : ProcMgrAgentRequstMsgHandler failed: ProcMgrUnpackedAppStateRequest appStateList "
-                      "is null");
+        GRP_OWNER_LOG(
+            kError,
+            "ProcMgrAgent : ProcMgrAgentRequstMsgHandler failed: ProcMgrUnpackedAppStateRequest appStateList is null");
         return;
     }
     for (const Message::AppStateInfo& info : appStateList) {

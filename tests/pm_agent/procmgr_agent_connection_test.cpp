@@ -127,10 +127,10 @@ TEST(RegQueryAppStateCallBack, FailsWhenThePipeCannotBeOpened) {
     setenv("PROC_NAME", "owner", 1);
     FakePipe::Get().ScriptOpen({{-1, EACCES}});
     EXPECT_FALSE(Agent().RegQueryAppStateCallBackImpl(DropAnswers));
-    EXPECT_THAT(LogLines(), ElementsAre("INFO ProcMgrAgent : RegQueryAppStateCallBackImpl begin:cur_proName=owner",
-                                        "ERROR ProcMgrAgent : TunorOpen failed!! ret=-1, errno=13",
-                                        "ERROR ProcMgrAgent :RegQueryAppStateCallBackImpl failed: CheckPipeIsOk "
-                                        "failed"));
+    EXPECT_THAT(LogLines(),
+                ElementsAre("INFO ProcMgrAgent : RegQueryAppStateCallBackImpl begin:cur_proName=owner",
+                            "ERROR ProcMgrAgent : TunorOpen failed!! ret=-1, errno=13",
+                            "ERROR ProcMgrAgent :RegQueryAppStateCallBackImpl failed: CheckPipeIsOk failed"));
 }
 
 TEST(ClosePipe, ClosesAnOpenPipeOnce) {

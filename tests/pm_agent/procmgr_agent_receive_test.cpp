@@ -66,10 +66,11 @@ TEST(RequestHandler, GivesTheWholeStateReportToTheCallBack) {
     FakePipe::Get().DeliverRecord(Record(4, "2#cam#17#5#0#0#lidar#18#6#4#1#"));
     ASSERT_TRUE(FakePipe::Get().WaitUntilDelivered());
     EXPECT_THAT(received.Lines(), ElementsAre("states cam/17/5/0/0 lidar/18/6/4/1"));
-    EXPECT_THAT(LogLines(), ElementsAre("INFO <time> ProcMgrAgent revice appState msg from PM "
-                                        "appState=RUNNING_NORMAL_START, appName=cam, pid=17",
-                                        "INFO <time> ProcMgrAgent revice appState msg from PM "
-                                        "appState=TERMINATED_ABNORMAL_EXIT, appName=lidar, pid=18"));
+    EXPECT_THAT(
+        LogLines(),
+        ElementsAre(
+            "INFO <time> ProcMgrAgent revice appState msg from PM appState=RUNNING_NORMAL_START, appName=cam, pid=17",
+            "INFO <time> ProcMgrAgent revice appState msg from PM appState=TERMINATED_ABNORMAL_EXIT, appName=lidar, pid=18"));
     EXPECT_THAT(FakePipe::Get().AllSent(), IsEmpty());
 }
 
@@ -89,8 +90,10 @@ TEST(RequestHandler, SaysThatAStateReportHasNoEntryAndCallsNobody) {
     FakePipe::Get().DeliverRecord(Record(4, "0#"));
     ASSERT_TRUE(FakePipe::Get().WaitUntilDelivered());
     EXPECT_THAT(received.Lines(), IsEmpty());
-    EXPECT_THAT(LogLines(), ElementsAre("ERROR ProcMgrAgent : ProcMgrAgentRequstMsgHandler failed: "
-                                        "ProcMgrUnpackedAppStateRequest appStateList is null"));
+    EXPECT_THAT(
+        LogLines(),
+        ElementsAre(
+            "ERROR ProcMgrAgent : ProcMgrAgentRequstMsgHandler failed: ProcMgrUnpackedAppStateRequest appStateList is null"));
 }
 
 TEST(RequestHandler, TakesARefusedStateReportForOneWithoutEntries) {
@@ -99,19 +102,22 @@ TEST(RequestHandler, TakesARefusedStateReportForOneWithoutEntries) {
     FakePipe::Get().DeliverRecord(Record(4, "2000#"));
     ASSERT_TRUE(FakePipe::Get().WaitUntilDelivered());
     EXPECT_THAT(received.Lines(), IsEmpty());
-    EXPECT_THAT(LogLines(),
-                ElementsAre("ERROR ProcMgr : ProcMgrMaster UnpackedAppStateRequest err: big AppListSize=2000",
-                            "ERROR ProcMgrAgent : ProcMgrAgentRequstMsgHandler failed: "
-                            "ProcMgrUnpackedAppStateRequest appStateList is null"));
+    EXPECT_THAT(
+        LogLines(),
+        ElementsAre(
+            "ERROR ProcMgr : ProcMgrMaster UnpackedAppStateRequest err: big AppListSize=2000",
+            "ERROR ProcMgrAgent : ProcMgrAgentRequstMsgHandler failed: ProcMgrUnpackedAppStateRequest appStateList is null"));
 }
 
 TEST(RequestHandler, LogsTheEntriesOfAReportThatNobodyWaitsForFirst) {
     ASSERT_TRUE(Agent().IsOk());
     FakePipe::Get().DeliverRecord(Record(4, "1#cam#17#0#3#0#"));
     ASSERT_TRUE(FakePipe::Get().WaitUntilDelivered());
-    EXPECT_THAT(LogLines(), ElementsAre("INFO <time> ProcMgrAgent revice appState msg from PM "
-                                        "appState=TERMINATED_NORMAL_EXIT, appName=cam, pid=17",
-                                        "ERROR Process pm request message, but callback is null. (fd=" + Fd() + ")"));
+    EXPECT_THAT(
+        LogLines(),
+        ElementsAre(
+            "INFO <time> ProcMgrAgent revice appState msg from PM appState=TERMINATED_NORMAL_EXIT, appName=cam, pid=17",
+            "ERROR Process pm request message, but callback is null. (fd=" + Fd() + ")"));
 }
 
 TEST(RequestHandler, GivesTheAnswerToAQueryToItsCallBack) {

@@ -58,11 +58,11 @@ TEST(StartApp, ThatDoesNotPackSendsNothing) {
     ASSERT_TRUE(Agent().IsOk());
     EXPECT_EQ(Agent().StartApp({{"cam", {}, {}}, {"big", {std::string(4000, 'x')}, {}}}), 0xF10502U);
     EXPECT_THAT(SentTexts(), IsEmpty());
-    EXPECT_THAT(LogLines(),
-                ElementsAre("INFO <time>, ProcMgrAgent Send START_APP msg to PM begin: startAppList size=2",
-                            "ERROR ProcMgrAgent: PackStartRequest failed app=big, size=4009 bytes beyone the "
-                            "PM_PIPE_BUF_MAX!!",
-                            "ERROR ProcMgrAgent : StartApp failed: ProcMgrPackStartRequest failed"));
+    EXPECT_THAT(
+        LogLines(),
+        ElementsAre("INFO <time>, ProcMgrAgent Send START_APP msg to PM begin: startAppList size=2",
+                    "ERROR ProcMgrAgent: PackStartRequest failed app=big, size=4009 bytes beyone the PM_PIPE_BUF_MAX!!",
+                    "ERROR ProcMgrAgent : StartApp failed: ProcMgrPackStartRequest failed"));
 }
 
 TEST(StartApp, WhoseLongestEntryFitsNoPieceSendsTheOthersAndReportsSuccess) {
@@ -142,19 +142,19 @@ TEST(RestartApp, HasItsOwnTextsAtEachStep) {
     EXPECT_EQ(Agent().RestartApp({{"cam", {}, {}}}), 0xF10503U);
     EXPECT_EQ(Agent().RestartApp({{"cam", {"-v"}, {{-2, {"p"}}}}}), 0U);
     EXPECT_THAT(SentTexts(), ElementsAre("1:1#cam#0#0#", "1:1#cam#1#-v#1#-2#1#p#"));
-    EXPECT_THAT(LogLines(),
-                ElementsAre("INFO <time>, ProcMgrAgent Send RESTART_APP msg to PM begin: restartAppList size=0",
-                            "ERROR ProcMgrAgent : restartApp failed: restartAppList is zero",
-                            "INFO <time>, ProcMgrAgent Send RESTART_APP msg to PM begin: restartAppList size=1",
-                            "ERROR ProcMgrAgent : restartApp failed: agent is not ok, please exec ProcMgrAgent::isOk",
-                            "INFO <time>, ProcMgrAgent Send RESTART_APP msg to PM begin: restartAppList size=1",
-                            "ERROR ProcMgrAgent PackRestartRequest failed app=big, size=4009 bytes beyone "
-                            "PM_PIPE_BUF_MAX!!",
-                            "ERROR ProcMgrAgent : restartApp failed: PackrestartRequest failed",
-                            "INFO <time>, ProcMgrAgent Send RESTART_APP msg to PM begin: restartAppList size=1",
-                            "ERROR ProcMgrAgent : SendRequestMsg failed: fd=" + Fd() + ", err_code=-1",
-                            "ERROR ProcMgrAgent : restartApp failed: SendRequestMsg failed",
-                            "INFO <time>, ProcMgrAgent Send RESTART_APP msg to PM begin: restartAppList size=1"));
+    EXPECT_THAT(
+        LogLines(),
+        ElementsAre("INFO <time>, ProcMgrAgent Send RESTART_APP msg to PM begin: restartAppList size=0",
+                    "ERROR ProcMgrAgent : restartApp failed: restartAppList is zero",
+                    "INFO <time>, ProcMgrAgent Send RESTART_APP msg to PM begin: restartAppList size=1",
+                    "ERROR ProcMgrAgent : restartApp failed: agent is not ok, please exec ProcMgrAgent::isOk",
+                    "INFO <time>, ProcMgrAgent Send RESTART_APP msg to PM begin: restartAppList size=1",
+                    "ERROR ProcMgrAgent PackRestartRequest failed app=big, size=4009 bytes beyone PM_PIPE_BUF_MAX!!",
+                    "ERROR ProcMgrAgent : restartApp failed: PackrestartRequest failed",
+                    "INFO <time>, ProcMgrAgent Send RESTART_APP msg to PM begin: restartAppList size=1",
+                    "ERROR ProcMgrAgent : SendRequestMsg failed: fd=" + Fd() + ", err_code=-1",
+                    "ERROR ProcMgrAgent : restartApp failed: SendRequestMsg failed",
+                    "INFO <time>, ProcMgrAgent Send RESTART_APP msg to PM begin: restartAppList size=1"));
 }
 
 TEST(ReportBaseServiceState, HasItsOwnTextsAtEachStep) {
@@ -166,14 +166,13 @@ TEST(ReportBaseServiceState, HasItsOwnTextsAtEachStep) {
     EXPECT_THAT(SentTexts(), ElementsAre("3:1#3#", "3:1#9#"));
     EXPECT_THAT(
         LogLines(),
-        ElementsAre("INFO <time>, ProcMgrAgent Send BASESERVICE_STATE_REPORT msg to PM begin: BaseServiceState=RUNNING",
-                    "ERROR ProcMgrAgent: ReportBaseServiceState failed: agent is not ok, please exec "
-                    "ProcMgrAgent::isOk",
-                    "INFO <time>, ProcMgrAgent Send BASESERVICE_STATE_REPORT msg to PM begin: "
-                    "BaseServiceState=TERMINATING",
-                    "ERROR ProcMgrAgent : SendRequestMsg failed: fd=" + Fd() + ", err_code=-1",
-                    "ERROR ProcMgrAgent : ReportBaseServiceState failed: SendRequestMsg failed",
-                    "INFO <time>, ProcMgrAgent Send BASESERVICE_STATE_REPORT msg to PM begin: BaseServiceState="));
+        ElementsAre(
+            "INFO <time>, ProcMgrAgent Send BASESERVICE_STATE_REPORT msg to PM begin: BaseServiceState=RUNNING",
+            "ERROR ProcMgrAgent: ReportBaseServiceState failed: agent is not ok, please exec ProcMgrAgent::isOk",
+            "INFO <time>, ProcMgrAgent Send BASESERVICE_STATE_REPORT msg to PM begin: BaseServiceState=TERMINATING",
+            "ERROR ProcMgrAgent : SendRequestMsg failed: fd=" + Fd() + ", err_code=-1",
+            "ERROR ProcMgrAgent : ReportBaseServiceState failed: SendRequestMsg failed",
+            "INFO <time>, ProcMgrAgent Send BASESERVICE_STATE_REPORT msg to PM begin: BaseServiceState="));
 }
 
 TEST(ReportAppExecState, HasItsOwnTextsAtEachStepAndNamesTheRestartPackerOnPurpose) {
@@ -215,8 +214,7 @@ TEST(QueryAppState, HasItsOwnTextsAtEachStep) {
                             "INFO <time>, ProcMgrAgent Send QUERY_APP_STATE msg to PM begin: appList size=1",
                             "ERROR ProcMgrAgent : SendRequestMsg failed: fd=" + Fd() + ", err_code=-1",
                             "ERROR ProcMgrAgent : QueryAppState failed: SendRequestMsg failed",
-                            "INFO <time>, ProcMgrAgent Send QUERY_APP_STATE msg to PM begin: appList "
-                            "size=2"));
+                            "INFO <time>, ProcMgrAgent Send QUERY_APP_STATE msg to PM begin: appList size=2"));
 }
 
 // Every request once, with a piece count of its own; the n-th send fails, then every n-th.
