@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <fstream>
 #include <map>
+#include <stdexcept>
 #include <string>
 
 #include "platform/posix/heartbeat/heartbeat_settings.h"
@@ -335,6 +336,24 @@ TEST(CheckHeartBeat, RefusesBadNamesAndNoCallBack) {
     EXPECT_NE(RegisterCheckHeartBeat(nullptr, 3, getgid(), Notices::Take), 0);
     EXPECT_NE(RegisterCheckHeartBeat("cam", 3, getgid(), nullptr), 0);
     EXPECT_NE(UnregisterCheckHeartBeat(nullptr, 3), 0);
+}
+
+// A callback that throws the first time.
+int ThrowOnce(const char* name, size_t nameLen, unsigned int pid, int status) {
+    const size_t told = Notices::Get().WaitFor(0).size();
+    (void)Notices::Take(name, nameLen, pid, status);
+    if (told == 0) {
+        throw std::runtime_error("callback");
+    }
+    return 1;
+}
+
+TEST(CheckHeartBeat, GoesOnAfterACallBackThatThrew) {
+    const HeartFolder folder;
+    ASSERT_EQ(RegisterCheckHeartBeat("cam", 3, getgid(), ThrowOnce), 0);
+    EXPECT_THAT(Notices::Get().WaitFor(1), ElementsAre("cam 0 lost"));
+    ASSERT_EQ(RegisterCheckHeartBeat("lidar", 5, getgid(), ThrowOnce), 0);
+    EXPECT_THAT(Notices::Get().WaitFor(2), ElementsAre("cam 0 lost", "lidar 0 lost"));
 }
 
 // A callback that stops the watch that it is told of.
