@@ -1,11 +1,18 @@
 #include "tests/fake_platform/fake_heartbeat.h"
 
+#include <cerrno>
 #include <thread>
 
 namespace {
 
+constexpr size_t kNameMax = 256;
+
 std::string NameOf(const char* name, size_t length) {
     return name == nullptr ? std::string() : std::string(name, length);
+}
+
+bool IsName(const std::string& name) {
+    return !name.empty() && name.size() <= kNameMax;
 }
 
 }  // namespace
@@ -90,7 +97,8 @@ size_t FakeHeartBeat::SenderCount() const {
 
 int FakeHeartBeat::RegisterSend(const std::string& name, const std::string& peer, HeartBeatHandle* handle) {
     const std::lock_guard<std::mutex> lock(mutex_);
-    const int result = ResultOf(Operation::REGISTER_SEND);
+    const bool isGood = IsName(name) && IsName(peer) && handle != nullptr;
+    const int result = isGood ? ResultOf(Operation::REGISTER_SEND) : EINVAL;
     HeartBeatHandle made = nullptr;
     if (result == 0) {
         // A handle is only compared, never followed.
@@ -115,7 +123,8 @@ int FakeHeartBeat::UnregisterSend(HeartBeatHandle handle) {
 int FakeHeartBeat::RegisterCheck(const std::string& name, unsigned int gid, HeartBeatNotify callback) {
     const std::lock_guard<std::mutex> lock(mutex_);
     calls_.push_back({Operation::REGISTER_CHECK, name, "", gid, nullptr, callback != nullptr});
-    const int result = ResultOf(Operation::REGISTER_CHECK);
+    const bool isGood = IsName(name) && callback != nullptr;
+    const int result = isGood ? ResultOf(Operation::REGISTER_CHECK) : EINVAL;
     if (result == 0) {
         watches_[name] = callback;
         lastCallback_ = callback;
