@@ -3,8 +3,7 @@
 /// An Application holds one state object. The object decides what an event means now, installs the next state and gives
 /// a result; it knows nothing of the manager above it. Events come from three sides:
 ///
-///  - the manager asks: Start, Term, Restart. True: accepted, it is done or on its way. False: refused, nothing
-///  changed.
+///  - the manager asks: Start, Term, Restart. True: accepted, it is done or on its way. False: refused, no change.
 ///  - the process manager reports what became of a process (the operations ...FromProcMgr);
 ///  - the application reports of itself that it is ready (ReportRunningNormalStartFromApp).
 ///

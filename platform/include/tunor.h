@@ -4,9 +4,8 @@
 /// What every implementation promises:
 ///  - every operation may be called from any thread, also at the same time on the same descriptor;
 ///  - the data of a request is copied before the call returns; the caller keeps its buffer;
-///  - the request handler runs on a thread of the library's own, one request at a time per descriptor, never on a
-///  thread
-///    that is inside one of these calls; it may run before TunorOpen has returned;
+///  - the request handler runs on a thread of the library's own, one request at a time per descriptor, and never on a
+///    thread that is inside one of these calls; it may run before TunorOpen has returned;
 ///  - sending takes bounded time and does not wait for a busy handler, nor does the answer to a call;
 ///  - no call raises SIGPIPE.
 #ifndef PROCMGR_PLATFORM_TUNOR_H

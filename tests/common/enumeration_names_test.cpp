@@ -81,6 +81,50 @@ TEST(ToValue, WidensUnsignedEnumeratorsAndExtendsSignedOnes) {
     EXPECT_EQ(ToValue(static_cast<GrpOwnerLogLevel>(-1)), std::numeric_limits<uint64_t>::max());
 }
 
+TEST(NameFunctions, NameEachEnumeratorAsItIsSpelled) {
+    EXPECT_EQ(GetAppState(ToValue(AppChangeState::SUCCESS)), "SUCCESS");
+    EXPECT_EQ(GetAppState(ToValue(AppChangeState::TERM_FAILED)), "TERM_FAILED");
+    EXPECT_EQ(GetAppState(ToValue(AppChangeState::START_FAILED)), "START_FAILED");
+    EXPECT_EQ(GetAppState(ToValue(AppChangeState::RESTART_FAILED)), "RESTART_FAILED");
+    EXPECT_EQ(GetAppState(ToValue(AppChangeState::INIT)), "INIT");
+    EXPECT_EQ(GetAppState(ToValue(AppChangeState::PROCESSING)), "PROCESSING");
+    EXPECT_EQ(GetAppState(ToValue(AppChangeState::START_FAILED_BY_EIO)), "START_FAILED_BY_EIO");
+    EXPECT_EQ(GetOptionType(ToValue(OptionType::START)), "START");
+    EXPECT_EQ(GetOptionType(ToValue(OptionType::TERM)), "TERM");
+    EXPECT_EQ(GetOptionType(ToValue(OptionType::RESTART)), "RESTART");
+    EXPECT_EQ(GetGroupOwner(ToValue(GroupOwnerType::DATAMASTER)), "DATAMASTER");
+    EXPECT_EQ(GetGroupOwner(ToValue(GroupOwnerType::VEK)), "VEK");
+    EXPECT_EQ(GetGroupOwner(ToValue(GroupOwnerType::APPMGR)), "APPMGR");
+    EXPECT_EQ(GetSysState(ToValue(SysState::OFF)), "OFF");
+    EXPECT_EQ(GetSysState(ToValue(SysState::WORKING)), "WORKING");
+    EXPECT_EQ(GetSysState(ToValue(SysState::SUSPEND)), "SUSPEND");
+    EXPECT_EQ(GetSysState(ToValue(SysState::UPGRADE)), "UPGRADE");
+    EXPECT_EQ(GetSysState(ToValue(SysState::CALIBRATION)), "CALIBRATION");
+}
+
+TEST(NameFunctions, NameEachEnumeratorOfTheProcessManagerAsItIsSpelled) {
+    using Message::ReportAppStateType;
+    EXPECT_EQ(GetReportAppStateTypeStr(ToValue(ReportAppStateType::RUNNING_NORMAL_START)), "RUNNING_NORMAL_START");
+    EXPECT_EQ(GetReportAppStateTypeStr(ToValue(ReportAppStateType::RUNNING_NORMAL_RESTART)), "RUNNING_NORMAL_RESTART");
+    EXPECT_EQ(GetReportAppStateTypeStr(ToValue(ReportAppStateType::RUNNING_ABNORMAL_TERM_TIMEOUT)),
+              "RUNNING_ABNORMAL_TERM_TIMEOUT");
+    EXPECT_EQ(GetReportAppStateTypeStr(ToValue(ReportAppStateType::TERMINATED_NORMAL_EXIT)), "TERMINATED_NORMAL_EXIT");
+    EXPECT_EQ(GetReportAppStateTypeStr(ToValue(ReportAppStateType::TERMINATED_ABNORMAL_EXIT)),
+              "TERMINATED_ABNORMAL_EXIT");
+    EXPECT_EQ(GetProcessStateStr(ToValue(ProcessState::INITSTATE)), "INITSTATE");
+    EXPECT_EQ(GetProcessStateStr(ToValue(ProcessState::STARTING)), "STARTING");
+    EXPECT_EQ(GetProcessStateStr(ToValue(ProcessState::RUNNING)), "RUNNING");
+    EXPECT_EQ(GetProcessStateStr(ToValue(ProcessState::TERMINATING)), "TERMINATING");
+    EXPECT_EQ(GetProcessStateStr(ToValue(ProcessState::TERMINATED)), "TERMINATED");
+    EXPECT_EQ(GetProcessStateStr(ToValue(ProcessState::RESTARTING)), "RESTARTING");
+    EXPECT_EQ(GetBaseServiceStateTypeStr(ToValue(BaseServiceStateType::INIT)), "INIT");
+    EXPECT_EQ(GetBaseServiceStateTypeStr(ToValue(BaseServiceStateType::RESTARTING)), "RESTARTING");
+    EXPECT_EQ(GetBaseServiceStateTypeStr(ToValue(BaseServiceStateType::RUNNING)), "RUNNING");
+    EXPECT_EQ(GetBaseServiceStateTypeStr(ToValue(BaseServiceStateType::TERMINATING)), "TERMINATING");
+    EXPECT_EQ(GetAppExecStateStr(ToValue(AppExecState::RUNNING)), "RUNNING");
+    EXPECT_EQ(GetAppExecStateStr(ToValue(AppExecState::TERMINATED)), "TERMINATED");
+}
+
 TEST(Enumerations, HaveTheNumbersThatTravelInMessages) {
     EXPECT_EQ(static_cast<uint32_t>(AppStateType::INIT_STATE), 0U);
     EXPECT_EQ(static_cast<uint32_t>(AppStateType::RUNNING_STATE), 1U);
