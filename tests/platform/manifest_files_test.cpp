@@ -54,6 +54,22 @@ TEST(ManifestFiles, MayBeLinks) {
     EXPECT_THAT(LoadFolder(folder).names, ElementsAre("a"));
 }
 
+TEST(ManifestFiles, OfAFolderAreReadUpToSixtyFourMebibytesInAll) {
+    const ManifestTestFolder folder;
+    folder.Write("a.yaml", ManifestOf("a"));
+    for (int i = 10; i < 80; ++i) {
+        const std::string file = folder.Write("long" + std::to_string(i) + ".yaml", "");
+        std::filesystem::resize_file(file, size_t{2} << 20);
+    }
+    folder.Write("z.yaml", ManifestOf("z"));
+    const Loaded loaded = LoadFolder(folder);
+    EXPECT_THAT(loaded.names, ElementsAre("a"));
+    ASSERT_EQ(loaded.errors.size(), 64U);
+    EXPECT_EQ(loaded.errors[0],
+              folder.Path() + ": holds more than 64 MiB of manifests; 'long73.yaml' and those after it are not read");
+    EXPECT_EQ(loaded.errors[1], "long10.yaml: is longer than 1 MiB; split it into several files");
+}
+
 TEST(ManifestFiles, OfAnEmptyFolderGiveNothing) {
     const ManifestTestFolder folder;
     const Loaded loaded = LoadFolder(folder);

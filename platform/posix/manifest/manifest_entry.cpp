@@ -27,9 +27,9 @@ void ReadKey(const YamlNode& key, const YamlNode& node, ReadScope& scope, Values
     }
     const ManifestKey* known = FindManifestKey(key.text);
     if (known == nullptr) {
-        scope.Report(
-            key, key.text,
-            "unknown key; the nearest known key is " + Quote(NearestManifestKey(key.text)) + "; correct or remove it");
+        const std::string nearest = scope.ListsMore() ? NearestManifestKey(key.text) : "";
+        scope.Report(key, key.text,
+                     "unknown key; the nearest known key is " + Quote(nearest) + "; correct or remove it");
         return;
     }
     const auto [value, isNew] = values.try_emplace(key.text, Value{&node, key.line, true});

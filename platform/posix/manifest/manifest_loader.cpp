@@ -20,6 +20,7 @@ namespace ProcMgr {
 namespace {
 
 constexpr size_t kMaxFiles = 65536;
+constexpr size_t kMaxBytes = 64 * kMaxYamlBytes;
 
 struct DirCloser {
     void operator()(DIR* dir) const { closedir(dir); }
@@ -33,6 +34,19 @@ bool HasSuffix(const std::string& text, const std::string& suffix) {
 bool IsManifestFile(const std::string& name) {
     const bool isYaml = HasSuffix(name, ".yaml") || HasSuffix(name, ".yml");
     return isYaml && name.front() != '.' && name != kReplacementDataFile;
+}
+
+/// How many of the files have no more bytes together than may be read. One that is too long counts as far as it is
+/// looked at, so that it hides no other one.
+size_t CountWithinBytes(const std::vector<std::string>& files) {
+    size_t bytes = 0;
+    const auto isTooMuch = [&bytes](const std::string& file) {
+        struct stat status {};
+        const bool isFile = stat(file.c_str(), &status) == 0 && S_ISREG(status.st_mode);
+        bytes += isFile ? std::min(static_cast<size_t>(status.st_size), kMaxYamlBytes) : 0;
+        return bytes > kMaxBytes;
+    };
+    return static_cast<size_t>(std::find_if(files.begin(), files.end(), isTooMuch) - files.begin());
 }
 
 std::vector<std::string> FilesOfFolder(const std::string& folder, std::vector<ManifestError>& errors) {
@@ -52,6 +66,13 @@ std::vector<std::string> FilesOfFolder(const std::string& folder, std::vector<Ma
     if (files.size() > kMaxFiles) {
         errors.push_back({folder, 0, 0, "", "holds more than 65536 manifest files; the others are not read"});
         files.resize(kMaxFiles);
+    }
+    const size_t count = CountWithinBytes(files);
+    if (count < files.size()) {
+        errors.push_back({folder, 0, 0, "",
+                          "holds more than 64 MiB of manifests; " + Quote(files[count].substr(prefix.size())) +
+                              " and those after it are not read"});
+        files.resize(count);
     }
     return files;
 }

@@ -21,6 +21,10 @@ void ReadScope::Report(const YamlNode& node, const std::string& key, const std::
     }
 }
 
+bool ReadScope::ListsMore() const {
+    return errorCount_ < kMaxErrorsOfFile;
+}
+
 std::string ReadScope::TextOf(const YamlNode& node, std::string& text) {
     std::string replaced;
     std::string problem = ReplaceKeys(node.text, matchData_, replaced);

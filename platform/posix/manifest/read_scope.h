@@ -21,6 +21,9 @@ public:
     /// Adds an error at the place of `node`. After the hundredth of a file the rest is only counted.
     void Report(const YamlNode& node, const std::string& key, const std::string& text);
 
+    /// False when the next error would only be counted: its text is not worth much work then.
+    bool ListsMore() const;
+
     /// The number of errors reported so far, those left out too.
     size_t ErrorCount() const { return errorCount_; }
 
