@@ -168,4 +168,27 @@ TEST_F(PipeServer, ConnectionOverTheLimitIsAnsweredEagain) {
     EXPECT_THAT(hand->told, ElementsAre("opened 1", "closed 1: it is gone", "opened 4"));
 }
 
+TEST_F(PipeServer, OneUserCannotTakeThePlacesOfTheOthers) {
+    if (::geteuid() != 0) {
+        GTEST_SKIP() << "needs the right to become another user";
+    }
+    Restart({4, 1024, 5000, 1});
+    ASSERT_EQ(::chmod(folder.Path().c_str(), 0711), 0);
+    hand->allowUser = [](uid_t) { return true; };
+    const pid_t child = ::fork();
+    if (child == 0) {
+        const bool isOther = ::setresgid(54000, 54000, 54000) == 0 && ::setresuid(54000, 54000, 54000) == 0;
+        const RawSocket first = isOther ? Connect() : RawSocket();
+        const RawSocket second = isOther ? Connect() : RawSocket();
+        ::_exit(second.IsOpen() && second.Receive() == HelloAnswer(EAGAIN) ? 0 : 1);
+    }
+    TurnUntilLogged("of uid 54000: 4 connections are the limit, 1 for one user");
+    int status = -1;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+    const RawSocket one = Open("1");
+    const RawSocket two = Open("2");
+    EXPECT_THAT(hand->told, ElementsAre("opened 1", "opened 2"));
+}
+
 }  // namespace

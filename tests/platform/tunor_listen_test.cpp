@@ -74,6 +74,9 @@ TEST_F(PipeServer, RunDirectoryThatCannotServeIsRefused) {
     ASSERT_EQ(::chmod(open.c_str(), 0777), 0);
     EXPECT_FALSE(server.Server().Listen(open, "PROCMGR", error));
     EXPECT_EQ(error, "the run directory " + open + " belongs to another user or is writable by others");
+    ASSERT_EQ(::chmod(open.c_str(), 01777), 0);
+    EXPECT_FALSE(server.Server().Listen(open, "PROCMGR", error));
+    EXPECT_EQ(error, "the run directory " + open + " belongs to another user or is writable by others");
     EXPECT_FALSE(server.Server().Listen(folder.Path(), "a/b", error));
     const std::string deep = folder.Path() + "/" + std::string(100, 'd');
     EXPECT_FALSE(server.Server().Listen(deep, "PROCMGR", error));

@@ -52,8 +52,7 @@ int PrepareRunDirectory(const std::string& folder, std::string& error) {
         return ENOTDIR;
     }
     const bool foreign = status.st_uid != 0 && status.st_uid != ::geteuid();
-    const bool open = (status.st_mode & (S_IWGRP | S_IWOTH)) != 0 && (status.st_mode & S_ISVTX) == 0;
-    if (foreign || open) {
+    if (foreign || (status.st_mode & (S_IWGRP | S_IWOTH)) != 0) {
         error = "the run directory " + folder + " belongs to another user or is writable by others";
         return EPERM;
     }

@@ -14,7 +14,8 @@
 namespace ProcMgr {
 
 /// Makes the folder (0755) when its parent exists. It must belong to root or to the own user and be writable by nobody
-/// else, unless it is sticky: elsewhere a stranger could take the socket away and put up another.
+/// else, sticky or not: elsewhere a stranger could put up what we expect to find. Nothing that lies in the folder is to
+/// be believed before this was asked.
 /// Returns 0, or an errno with a sentence in `error`.
 [[nodiscard]] int PrepareRunDirectory(const std::string& folder, std::string& error);
 

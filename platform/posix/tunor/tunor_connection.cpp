@@ -215,6 +215,10 @@ const char* TunorConnection::TakeFrame(const FrameView& frame) {
     if (frame.head.kind == FrameKind::REQUEST || frame.head.kind == FrameKind::APP_REPORT) {
         return Enqueue(frame) ? nullptr : "over 16 MiB of requests wait for their handler";
     }
+    if (frame.head.kind == FrameKind::APP_BEAT) {
+        TakeBeat(frame);
+        return nullptr;
+    }
     if (!unknownKindLogged_) {
         unknownKindLogged_ = true;
         TUNOR_LOG(kTunorWarn,
@@ -222,6 +226,16 @@ const char* TunorConnection::TakeFrame(const FrameView& frame) {
                   peerName_.c_str(), static_cast<uint32_t>(frame.head.kind), Fd());
     }
     return nullptr;
+}
+
+void TunorConnection::TakeBeat(const FrameView& frame) {
+    AppBeat beat;
+    if (!DecodeAppBeat(frame.payload, frame.head.size, beat)) {
+        TUNOR_LOG(kTunorError, "TunorConnection : dropped a malformed heartbeat of %s (fd=%d)", peerName_.c_str(),
+                  Fd());
+        return;
+    }
+    TakeAppBeat(beat);
 }
 
 bool TunorConnection::Enqueue(const FrameView& frame) {

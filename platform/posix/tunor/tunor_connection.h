@@ -1,6 +1,7 @@
 /// One open pipe of a client: a thread that reads, a thread that delivers, and the calls that wait for their answers.
 ///
-/// The reader never runs foreign code, so an answer reaches its caller however long a handler takes. What is to be
+/// The reader never runs foreign code, so an answer reaches its caller, and a heartbeat its watcher, however long a
+/// handler takes. What is to be
 /// delivered waits in a queue of bounded size; a peer that fills it is treated as lost.
 ///
 /// The end comes once, in one of two ways: the connection is lost (the peer went away, or broke the rules), or Close()
@@ -73,6 +74,7 @@ private:
     void ReadLoop();
     const char* ReadUntilEnd();
     const char* TakeFrame(const FrameView& frame);
+    void TakeBeat(const FrameView& frame);
     bool Enqueue(const FrameView& frame);
     void EndReading(const char* reason);
 

@@ -8,7 +8,7 @@ namespace ProcMgr {
 
 namespace {
 
-constexpr size_t kAppReportHeadSize = 12;
+constexpr size_t kAppReportHeadSize = 12;  // a beat's too
 
 void AppendU32(std::string& out, uint32_t value) {
     char bytes[sizeof(value)];
@@ -124,6 +124,32 @@ bool DecodeAppReport(const void* payload, size_t size, AppReport& report) {
     report.name.assign(static_cast<const char*>(payload) + kAppReportHeadSize, nameSize);
     report.pid = static_cast<int>(pid);
     report.state = state;
+    return true;
+}
+
+std::string EncodeAppBeat(const AppBeat& beat) {
+    if (beat.name.size() > kAppNameMax) {
+        return {};
+    }
+    std::string payload;
+    AppendU32(payload, beat.pid);
+    AppendU32(payload, beat.gid);
+    AppendU32(payload, static_cast<uint32_t>(beat.name.size()));
+    payload += beat.name;
+    return payload;
+}
+
+bool DecodeAppBeat(const void* payload, size_t size, AppBeat& beat) {
+    if (size < kAppReportHeadSize) {
+        return false;
+    }
+    const uint32_t nameSize = ReadU32(payload, 8);
+    if (nameSize != size - kAppReportHeadSize || nameSize > kAppNameMax) {
+        return false;
+    }
+    beat.pid = ReadU32(payload, 0);
+    beat.gid = ReadU32(payload, 4);
+    beat.name.assign(static_cast<const char*>(payload) + kAppReportHeadSize, nameSize);
     return true;
 }
 

@@ -10,6 +10,8 @@
 #include <cstdint>
 #include <string>
 
+#include "platform/posix/common_posix/app_beat.h"
+
 namespace ProcMgr {
 
 /// What a frame is. A number outside the list is a legal value that nobody handles.
@@ -20,13 +22,14 @@ enum class FrameKind : uint32_t {
     CALL = 4,          ///< client: request that is answered
     ANSWER = 5,        ///< both: answer, under the number of what it answers
     APP_REPORT = 6,    ///< server: what a self-reporting application said of itself
+    APP_BEAT = 7,      ///< server: an application's heart beat, or, without a name, the server's own
 };
 
 inline constexpr size_t kFrameHeadSize = 16;
 inline constexpr size_t kFrameMax = size_t{64} * 1024;  ///< head and payload together, in bytes
 inline constexpr size_t kFramePayloadMax = kFrameMax - kFrameHeadSize;
 inline constexpr size_t kOwnerNameMax = 128;  ///< bytes of the name in a hello
-inline constexpr size_t kAppNameMax = 4096;   ///< bytes of the name in an application report
+inline constexpr size_t kAppNameMax = 4096;   ///< bytes of the name in an application report or beat
 
 struct FrameHead {
     FrameKind kind = FrameKind::REQUEST;
@@ -66,6 +69,10 @@ std::string EncodeHelloAnswer(int error);
 /// Payload of an application report; empty when the name is empty or over kAppNameMax.
 std::string EncodeAppReport(const AppReport& report);
 [[nodiscard]] bool DecodeAppReport(const void* payload, size_t size, AppReport& report);
+
+/// Payload of a beat; empty when the name is over kAppNameMax.
+std::string EncodeAppBeat(const AppBeat& beat);
+[[nodiscard]] bool DecodeAppBeat(const void* payload, size_t size, AppBeat& beat);
 
 }  // namespace ProcMgr
 

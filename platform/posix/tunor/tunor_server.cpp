@@ -256,6 +256,12 @@ bool TunorServer::SendAppReport(TunorConnectionId id, const std::string& name, p
     return !payload.empty() && impl_->Send(id, EncodeFrame(FrameKind::APP_REPORT, 0, payload.data(), payload.size()));
 }
 
+bool TunorServer::SendAppBeat(TunorConnectionId id, const std::string& name, pid_t pid, gid_t gid) {
+    const std::string payload = EncodeAppBeat({name, static_cast<uint32_t>(pid), gid});
+    return QueuedBytes(id) == 0 && !payload.empty() &&
+           impl_->Send(id, EncodeFrame(FrameKind::APP_BEAT, 0, payload.data(), payload.size()));
+}
+
 bool TunorServer::Close(TunorConnectionId id) {
     return impl_->Close(id);
 }

@@ -58,6 +58,7 @@ struct TunorServerLimits {
     size_t connections = 256;              ///< greeting and open ones; a further one is answered EAGAIN
     size_t queueBytes = size_t{16} << 20;  ///< frames waiting for one client that does not read
     uint32_t helloTimeoutMs = 5000;        ///< from accept to the hello
+    size_t connectionsOfUser = 64;         ///< of one user that is neither root nor the daemon's own
 };
 
 class TunorServer {
@@ -80,11 +81,14 @@ public:
 
     /// Queues a one-way request for the client and returns its number (> 0); 0 when the connection is not open, the
     /// data is over the frame's limit or the queue passed its limit (the connection then ends at the next Dispatch()).
-    /// The three operations copy the data and never block.
+    /// The operations that send copy the data and never block.
     uint32_t SendRequest(TunorConnectionId id, const void* data, size_t size);
     bool Answer(TunorConnectionId id, uint32_t seq, const void* data, size_t size);
     /// `state`: 0 on, 1 off.
     bool SendAppReport(TunorConnectionId id, const std::string& name, pid_t pid, uint32_t state);
+    /// A beat never waits: it is dropped, with the result false, when the client has not yet taken what came before. An
+    /// empty name is the server's own beat.
+    bool SendAppBeat(TunorConnectionId id, const std::string& name, pid_t pid, gid_t gid);
 
     /// Sends what the socket still takes, drops the rest and ends the connection; `closed` is not called. False when it
     /// is not open.

@@ -52,6 +52,14 @@ bool TunorServer::Impl::IsUserAllowed(uid_t uid) const {
     return callbacks_.allowUser ? callbacks_.allowUser(uid) : uid == 0 || uid == ::geteuid();
 }
 
+/// One user that the rules allow must not be able to keep the others out.
+bool TunorServer::Impl::HasPlaceFor(uid_t uid) const {
+    const auto isTheirs = [uid](const auto& entry) { return entry.second->peer.uid == uid; };
+    const bool isTrusted = uid == 0 || uid == ::geteuid();
+    const auto held = static_cast<size_t>(std::count_if(connections_.begin(), connections_.end(), isTheirs));
+    return connections_.size() < limits_.connections && (isTrusted || held < limits_.connectionsOfUser);
+}
+
 void TunorServer::Impl::LogRefusedUser(const ucred& user) {
     // Once for each user: a stranger must not be able to fill the log.
     if (refusedUids_.size() < kRefusedUidsRemembered && refusedUids_.insert(user.uid).second) {
@@ -70,9 +78,10 @@ void TunorServer::Impl::Accept(UniqueFd fd) {
         SendPacket(fd.Get(), EncodeHelloAnswer(EACCES), MSG_DONTWAIT);
         return;
     }
-    if (connections_.size() >= limits_.connections) {
-        TUNOR_LOG(kTunorWarn, "TunorServer : refused process %d: %zu connections are the limit", user.pid,
-                  limits_.connections);
+    if (!HasPlaceFor(user.uid)) {
+        TUNOR_LOG(kTunorWarn,
+                  "TunorServer : refused process %d of uid %u: %zu connections are the limit, %zu for one user",
+                  user.pid, user.uid, limits_.connections, limits_.connectionsOfUser);
         SendPacket(fd.Get(), EncodeHelloAnswer(EAGAIN), MSG_DONTWAIT);
         return;
     }

@@ -42,6 +42,7 @@ private:
     static UniqueFd OpenReserve();
     void ShedConnection();
     bool IsUserAllowed(uid_t uid) const;
+    bool HasPlaceFor(uid_t uid) const;
     void LogRefusedUser(const ucred& user);
     void ArmHelloTimer();
     void ExpireHellos();
