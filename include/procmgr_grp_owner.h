@@ -21,6 +21,11 @@
 /// manager's reports, the one that delivers heartbeat notices, and the one that serves the system-state manager. They
 /// may run on several of them at the same time.
 ///
+/// End: return from main or call exit when no thread of yours is inside an operation (_exit when one is). The library
+/// then lets the system-state manager's requests that are under way finish, closes the connection to the process
+/// manager, and takes itself down. The platform's threads may call the subscribers until the process is gone: let them
+/// use nothing that is destroyed at its end, neither local variables of main nor static objects with a destructor.
+///
 /// Blocking: a change waits for reports that the receiving thread delivers. A subscriber that calls ChangeAppState or
 /// StartAutoStartApp from that thread waits for news that only it could fetch, and always runs into the time-out: hand
 /// such work to a thread of your own. GrpOwnerRestartApp does not wait and is safe there.
@@ -85,19 +90,22 @@ public:
     /// Connects to the process manager, reads the manifests, offers the resource service when that is configured, and
     /// starts the owner's own heartbeat. Returns 0, or 1 when the process manager can't be reached or the manager of
     /// the applications fails to set up; the log says which.
-    /// Waits up to 180 s for the process manager (1800 s when DATAMASTER_RUN_MODE is "1") and some seconds for its
-    /// answer. Call it once: a second call would end a change that is running.
+    /// Waits up to 180 s for the process manager and up to 5 s for its answer (up to 1800 s for each of them when
+    /// DATAMASTER_RUN_MODE is "1"). After a failure it may be called again; after a success call it no more: another
+    /// call would end a change that is running.
     virtual int GrpOwnerEnable() = 0;
 
     /// Stops the owner's heartbeat and the watching of the applications' heartbeats. Returns 0. Everything else stays
     /// as it is: applications keep running, callbacks stay registered, every operation remains callable.
     virtual int GrpOwnerDisable() = 0;
 
-    /// Starts the auto-boot applications in the order of their dependencies and waits for them, at most 4400 ms.
-    /// Returns true when all of them came up.
+    /// Starts the auto-boot applications in the order of their dependencies and waits for them, at most 4400 ms for all
+    /// of them (after a change request with another time-out, as long as that one may wait for its starts). Returns
+    /// true when all of them came up.
     virtual bool StartAutoStartApp() = 0;
 
-    /// True when `name` is an application of this group: described by a manifest, or a living instance of a template.
+    /// True when `name` is an application of this group: described by a manifest, or an instance of a template that has
+    /// been asked for and has not ended. A template's own name is none, unless it boots by itself.
     virtual bool CheckAppExisted(const std::string& name) const = 0;
 
     /// Returns 0 and fills `info`, or 1 for an unknown name and leaves `info` as it is.
@@ -119,13 +127,17 @@ public:
     virtual void SubscribeSystemState(const std::function<bool(int, int)>& fn) = 0;
 
     /// Replaces the subscriber of application states; an empty function ends the subscription. It gets the name, the
-    /// process id as last known (0 with ACTIVELY_EXIT) and the state. It must not throw, must return soon, since it
+    /// process id as last known (-1 before the first one, 0 with ACTIVELY_EXIT) and the state; its result is used for
+    /// nothing. It must not throw, must return soon, since it
     /// runs on the platform's threads, and must not cause heartbeat notices itself: HEART_BEAT_RECOVERY is told with
     /// the lock of the heartbeat book-keeping held.
     ///
     /// What it hears: SWITCH_ON when the process manager's report finds the application running; SWITCH_OFF before a
     /// restart and at a normal end; ABNORMAL_EXIT; HEART_BEAT_LOST and HEART_BEAT_RECOVERY; ACTIVELY_EXIT for each
     /// application (or template) that a change request names for termination, even when the change is then refused.
+    ///
+    /// A notification that began before a subscriber was replaced may still reach the former one, as with
+    /// SubscribeSystemState.
     ///
     /// What it does not hear: an application that reports its own readiness usually does so after the process manager
     /// has reported its start. It was not yet running at that report and is not announced by its own one, so that no
@@ -138,7 +150,8 @@ public:
     /// Terminates, then starts, then restarts the named applications, and waits. Starts and restarts run without
     /// arguments. Returns 0 when every application got what was asked for; then and when some did not, `result` says of
     /// each application that the change touched whether it did. Returns 1 without touching `result` when another change
-    /// is running. Entries of other names in `result` stay.
+    /// is running. Entries of other names in `result` stay. A name that nobody knows is one that did not get what was
+    /// asked for; a template's name in `termList` stands for its instances.
     ///
     /// The time-out is 5000 ms, of which 4500 are used: for each wave of terminations, for all starts together, and for
     /// all restarts together. A change with k waves of terminations may therefore take up to (k + 2) times 4500 ms.

@@ -4,6 +4,8 @@
 /// A group-owner process needs only the first three operations: ProcMgrGrpOwner::GrpOwnerEnable makes the
 /// registrations when its configuration asks for the service. Results are 0 for success.
 ///
+/// The records of the change and query callbacks are defined in common/app_records.h.
+///
 /// Threads: every operation may be called from any thread. Callbacks run on the bus's threads, possibly on several at
 /// the same time; one that throws counts as one that returned false.
 #ifndef PROCMGR_SS_TO_OWNER_SERVER_H

@@ -5,6 +5,7 @@
 ///  - every operation may be called from any thread;
 ///  - requests arrive on threads of the bus; those of one file come one at a time, those of different files may come at
 ///    the same time;
+///  - requests may arrive until the process is gone, also while it exits: the service refuses them then;
 ///  - no lock of the bus is held while it calls an entry point, so that an entry point may call any operation;
 ///  - a file record is valid from the begin of its open entry point until its close entry point has returned.
 #ifndef PROCMGR_PLATFORM_VEK_H
