@@ -93,6 +93,11 @@ SimulatedGroup::SimulatedGroup(uint32_t seed) : random_(seed), manager_(seed, {"
     }
 }
 
+// Nothing may be delivered any more when the server and, at exit, the manager go.
+SimulatedGroup::~SimulatedGroup() {
+    ProcMgrAgent::GetInstance().ClosePipe();
+}
+
 std::vector<std::string> SimulatedGroup::Round(int steps) {
     TurnBad();
     std::atomic<bool> done{false};

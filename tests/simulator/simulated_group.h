@@ -31,6 +31,9 @@
 class SimulatedGroup {
 public:
     explicit SimulatedGroup(uint32_t seed);
+    ~SimulatedGroup();
+    SimulatedGroup(const SimulatedGroup&) = delete;
+    SimulatedGroup& operator=(const SimulatedGroup&) = delete;
 
     /// One round: random requests from several threads while things go wrong, then the final checks. The complaints,
     /// each one a sentence; empty when everything held.
