@@ -20,14 +20,6 @@ bool IsOfGroup(const ReceivedBeat& beat, unsigned int gid) {
     return beat.gid == gid || (geteuid() != 0 && beat.gid == getgid());
 }
 
-// Want of memory costs this beat.
-void TakeFromManager(const AppBeat& beat) noexcept {
-    try {
-        HeartBeatWatching::Get().Take(beat);
-    } catch (...) {
-    }
-}
-
 }  // namespace
 
 HeartBeatWatching& HeartBeatWatching::Get() {
@@ -36,9 +28,7 @@ HeartBeatWatching& HeartBeatWatching::Get() {
 }
 
 HeartBeatWatching::HeartBeatWatching(const HeartBeatSettings& settings)
-    : runDirectory_(settings.runDirectory),
-      managerPatience_(settings.period),
-      table_(settings.period, settings.misses) {
+    : runDirectory_(settings.runDirectory), table_(settings.period, settings.misses) {
 }
 
 int HeartBeatWatching::Watch(const std::string& name, unsigned int gid, HeartBeatNotify callback) {
@@ -63,10 +53,6 @@ int HeartBeatWatching::OpenLocked() {
     if (!isRunning_) {
         std::thread([this] { Run(); }).detach();
         isRunning_ = true;
-        SetAppBeatHandler(TakeFromManager);
-    }
-    if (!heard_.has_value() && HasAppBeatCome()) {
-        heard_ = std::chrono::steady_clock::now();
     }
     return 0;
 }
@@ -83,25 +69,6 @@ void HeartBeatWatching::Clear() {
     table_.Clear();
     receiver_.reset();
     wakeUp_.Notify();
-}
-
-void HeartBeatWatching::Take(const AppBeat& beat) {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    const HeartBeatTable::Time now = std::chrono::steady_clock::now();
-    LookAtManager(now);
-    heard_ = now;
-    if (!beat.name.empty()) {
-        AddBeat({beat.name, static_cast<pid_t>(beat.pid), {}, beat.gid}, calls_);
-    }
-    if (!calls_.empty()) {
-        wakeUp_.Notify();
-    }
-}
-
-void HeartBeatWatching::LookAtManager(HeartBeatTable::Time now) {
-    if (heard_.has_value() && now - *heard_ > managerPatience_) {
-        table_.Postpone(now);
-    }
 }
 
 void HeartBeatWatching::Run() {
@@ -136,15 +103,13 @@ void HeartBeatWatching::WaitForNews() {
 // Beats first: those that waited while this thread did not run are no misses.
 std::vector<HeartBeatWatching::Call> HeartBeatWatching::Decide() {
     const std::lock_guard<std::mutex> lock(mutex_);
-    std::vector<Call> calls = std::exchange(calls_, {});
-    for (const ReceivedBeat& beat : receiver_ == nullptr ? std::vector<ReceivedBeat>() : receiver_->Receive()) {
-        if (!heard_.has_value()) {
+    std::vector<Call> calls;
+    if (receiver_ != nullptr) {
+        for (const ReceivedBeat& beat : receiver_->Receive()) {
             AddBeat(beat, calls);
         }
     }
-    const HeartBeatTable::Time now = std::chrono::steady_clock::now();
-    LookAtManager(now);
-    for (const HeartBeatTable::Notice& notice : table_.Tick(now)) {
+    for (const HeartBeatTable::Notice& notice : table_.Tick(std::chrono::steady_clock::now())) {
         AddCall(notice, calls);
     }
     return calls;
