@@ -1,6 +1,8 @@
 #include "daemons/grpownerd/options.h"
 
+#include <algorithm>
 #include <CLI/CLI.hpp>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 
@@ -29,11 +31,12 @@ std::string EnvironmentOr(const char* key, const char* fallback) {
 }
 
 int CheckName(const OwnerOptions& options) {
-    if (!options.name.empty() && options.name.size() <= 128 && options.name.find('/') == std::string::npos) {
+    const auto isBad = [](unsigned char byte) { return byte < 0x20 || byte == 0x7f || byte == '/'; };
+    const bool hasBad = std::any_of(options.name.begin(), options.name.end(), isBad);
+    if (!options.name.empty() && options.name.size() <= 128 && !hasBad) {
         return 0;
     }
-    std::fprintf(stderr, "grpownerd: the name '%s' must have 1 to 128 characters and no '/'; see --name\n",
-                 options.name.c_str());
+    std::fputs("grpownerd: the name must have 1 to 128 bytes, no '/' and no control character; see --name\n", stderr);
     return 2;
 }
 

@@ -164,6 +164,8 @@ int WaitForTheEnd(int signalDescriptor, std::thread& boot) {
 }  // namespace
 
 int RunOwner(const OwnerOptions& options) {
+    // Whoever reads what is printed may go; the group stays.
+    std::signal(SIGPIPE, SIG_IGN);
     const int signals = BlockAndOpenSignals();
     if (signals < 0) {
         throw std::system_error(errno, std::generic_category(), "signalfd");

@@ -68,6 +68,23 @@ TEST_F(Survivors, ManagerAskedToEndWhileAnOwnerIsConnectedStopsItsApplications) 
     EXPECT_FALSE(IsAlive(cam));
 }
 
+TEST_F(Survivors, OwnerWhoseOutputNobodyReadsAnyMoreGoesOn) {
+    Manifests("a.yaml", "{app_name: cam, bin_path: $APP, is_auto_boot: true}");
+    ASSERT_NO_FATAL_FAILURE(StartManager());
+    const std::vector<std::string> readsOneLine = {"/bin/sh", "-c", GRPOWNERD_PATH " | read -r line"};
+    owner_ = std::make_unique<ChildProcess>(readsOneLine, environment_);
+    EXPECT_NE(manager_->WaitForLine("owner test_owner: its base services are"), "") << manager_->Output();
+    manager_->Signal(SIGTERM);
+    EXPECT_EQ(manager_->WaitForExit(), 0);
+    owner_->WaitForExit();
+}
+
+TEST_F(Survivors, OwnerRefusesANameThatNoPipeCarries) {
+    StartOwner({"--name", "two\nlines"});
+    EXPECT_EQ(owner_->WaitForExit(), 2);
+    EXPECT_THAT(owner_->Output(), HasSubstr("the name must have 1 to 128 bytes, no '/' and no control character"));
+}
+
 TEST_F(Survivors, ReturningOwnerFindsAReadinessThatWasGivenBefore) {
     Manifests("a.yaml", R"(
 - {app_name: slow, bin_path: $APP, arguments: [--ready-after, "50"], is_reporting: true, is_auto_boot: true}
