@@ -23,7 +23,7 @@
 ///   -EACCES        the service's rules do not grant this user the request (or anything at all, on opening). Nothing
 ///   was
 ///                  done; the file stays usable for other requests
-///   -EAGAIN        the service has all the connections it takes
+///   -EAGAIN        the service had all the connections it takes for as long as the time-out
 ///   -ETIMEDOUT     no answer within the time-out. The service goes on with the work; its answer is dropped
 ///   -EBUSY         within the time-out, the work of an earlier request of this file did not end. This request was not
 ///                  done and will not be
@@ -61,7 +61,7 @@ typedef struct ProcmgrSsQueue ProcmgrSsQueue;
 
 /// Opens the service `name`. `runDir` null or empty: PROCMGR_RUN_DIR, or else /run/procmgr. Waits at most `timeoutMs`
 /// for the service to answer; it does not wait for a service that is not there, but returns -ENOENT or -ECONNREFUSED
-/// at once. On success the caller owns the file and gives it back with ProcmgrSsClose.
+/// at once. `timeoutMs` 0 is 2000. On success the caller owns the file and gives it back with ProcmgrSsClose.
 PROCMGR_SS_API int ProcmgrSsOpen(const char* runDir, const char* name, uint32_t timeoutMs, ProcmgrSsFile** file);
 
 /// How long the service lets a request take that brings no time-out of its own, in ms.
