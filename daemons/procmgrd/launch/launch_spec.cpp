@@ -97,16 +97,12 @@ std::vector<std::string> MergeEnvironment(const Environment& own, const std::str
         merged.push_back(name + "=" + value);
         fixed.insert(name);
     }
-    bool hasReserved = false;
     for (const auto& [name, value] : manifest) {
         if (IsReserved(name) || fixed.count(name) != 0) {
-            hasReserved = true;
+            warnings.push_back({name + " of env_argv", EPERM});
             continue;
         }
         merged.push_back(name + "=" + value);
-    }
-    if (hasReserved) {
-        warnings.push_back({"env_argv", EEXIST});
     }
     return merged;
 }

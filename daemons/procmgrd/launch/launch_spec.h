@@ -16,7 +16,7 @@ namespace ProcMgr {
 
 /// An attribute of the manifest that does not hold for the process that was started.
 struct LaunchWarning {
-    std::string attribute;  ///< the manifest's key
+    std::string attribute;  ///< the manifest's key, or "NAME of env_argv"
     int error = 0;          ///< errno
 };
 

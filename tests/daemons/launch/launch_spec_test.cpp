@@ -122,8 +122,12 @@ TEST_F(BuildSpec, KeepsAddressAndHeartbeatFromTheManifestWhereItSetsThemItself) 
     const LaunchSpec spec = Build();
     EXPECT_THAT(spec.environment, testing::IsSupersetOf({"NOTIFY_SOCKET=/ours", "WATCHDOG_USEC=20000"}));
     EXPECT_THAT(spec.environment, testing::Not(testing::Contains("WATCHDOG_PID=2")));
-    ASSERT_EQ(spec.warnings.size(), 1U);
-    EXPECT_EQ(spec.warnings[0].attribute, "env_argv");
+    std::vector<std::string> leftOut;
+    for (const ProcMgr::LaunchWarning& warning : spec.warnings) {
+        leftOut.push_back(warning.attribute);
+    }
+    EXPECT_THAT(leftOut,
+                ElementsAre("NOTIFY_SOCKET of env_argv", "WATCHDOG_PID of env_argv", "WATCHDOG_USEC of env_argv"));
 }
 
 TEST_F(BuildSpec, TellsNoHeartbeatThatNobodyWatches) {
@@ -161,9 +165,11 @@ TEST_F(BuildSpec, KeepsTheVariablesByWhichAnApplicationIsFoundAndWarns) {
     attributes_.envArgv = {{"PROCMGR_APP_NAME", "other"}, {"PROCMGR_PARA_0", "x"}};
     const LaunchSpec spec = Build();
     EXPECT_THAT(spec.environment, ElementsAre("PROC_NAME=cam", "PROCMGR_APP_NAME=cam", "PROCMGR_RUN_DIR=/run/procmgr"));
-    ASSERT_EQ(spec.warnings.size(), 1U);
+    ASSERT_EQ(spec.warnings.size(), 2U);
     EXPECT_EQ(DescribeWarning(spec.appName, spec.warnings[0]),
-              "Application cam: env_argv was not applied: File exists");
+              "Application cam: PROCMGR_APP_NAME of env_argv was not applied: Operation not permitted");
+    EXPECT_EQ(DescribeWarning(spec.appName, spec.warnings[1]),
+              "Application cam: PROCMGR_PARA_0 of env_argv was not applied: Operation not permitted");
 }
 
 TEST_F(BuildSpec, RunsASharedObjectInOurHost) {
