@@ -141,7 +141,9 @@ public:
     ///
     /// What it does not hear: an application that reports its own readiness usually does so after the process manager
     /// has reported its start. It was not yet running at that report and is not announced by its own one, so that no
-    /// SWITCH_ON comes for it. Stop-all announces the ends of the applications, but no ACTIVELY_EXIT.
+    /// SWITCH_ON comes for it. Nor does one come when a change has taken an application on again by the time the report
+    /// of its start is told: what then follows a restart is SWITCH_OFF and SWITCH_ON. Stop-all announces the ends of
+    /// the applications, but no ACTIVELY_EXIT.
     virtual void SubscribeAppState(const std::function<bool(const std::string&, int, AppReportState)>& fn) = 0;
 
     /// Tells the process manager that this group owner runs (`ok`) or is about to end. Returns true when it was sent.
