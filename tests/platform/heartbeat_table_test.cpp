@@ -81,6 +81,24 @@ TEST(HeartBeatTable, TellsNothingWhileBeatsCome) {
     }
 }
 
+TEST(HeartBeatTable, GivesEveryHeartTheWholeTimeAnewWhenItIsPostponed) {
+    Watcher watcher;
+    watcher.Watch("cam", 0);
+    watcher.Watch("lidar", 0);
+    watcher.Beat("lidar", 18, 3400);
+    EXPECT_THAT(watcher.TickAll(0, 3400, 100), IsEmpty());
+    watcher.Table().Postpone(watcher.At(3450));
+    EXPECT_THAT(watcher.TickAll(3500, 20000, 50), ElementsAre("6950 cam 0 lost", "6950 lidar 18 lost"));
+}
+
+TEST(HeartBeatTable, DoesNotPostponeALossThatWasTold) {
+    Watcher watcher;
+    watcher.Watch("cam", 0);
+    EXPECT_THAT(watcher.TickAll(0, 4000), ElementsAre("3500 cam 0 lost"));
+    watcher.Table().Postpone(watcher.At(4000));
+    EXPECT_THAT(watcher.TickAll(4000, 20000), IsEmpty());
+}
+
 TEST(HeartBeatTable, BearsTwoMissesAndALateBeat) {
     Watcher watcher;
     watcher.Watch("cam", 0);

@@ -14,6 +14,8 @@
 #include <thread>
 #include <vector>
 
+#include "platform/posix/common_posix/app_beat.h"
+#include "platform/posix/tunor/tunor_frame.h"
 #include "tests/platform/tunor_client_fixture.h"
 
 using testing::ElementsAre;
@@ -55,6 +57,30 @@ int EndlessCall(int fd) {
 long OpenDescriptors() {
     const std::filesystem::directory_iterator entries("/proc/self/fd");
     return std::distance(begin(entries), end(entries));
+}
+
+void OnBeat(const ProcMgr::AppBeat& beat) noexcept {
+    TunorTest::Seen().Change([&] {
+        TunorTest::SeenLines().push_back("beat " + beat.name + " " + std::to_string(beat.pid) + " " +
+                                         std::to_string(beat.gid));
+    });
+}
+
+TEST_F(PipeClient, BeatsReachTheHeartbeatLibraryThoughAHandlerIsBusy) {
+    ProcMgr::SetAppBeatHandler(OnBeat);
+    EXPECT_FALSE(ProcMgr::HasAppBeatCome());
+    OpenPipe();
+    TunorTest::Gate gate;
+    Work() = [gate](int) { EXPECT_TRUE(gate.Wait()); };
+    EXPECT_TRUE(peer.Send(Frame(3, 1, "busy")));
+    EXPECT_THAT(WaitForSeen(1), ElementsAre("request busy"));
+    EXPECT_TRUE(peer.Send(Frame(7, 0, ProcMgr::EncodeAppBeat({"cam", 4711, 10}))));
+    EXPECT_TRUE(peer.Send(Frame(7, 0, "malformed")));
+    EXPECT_TRUE(peer.Send(Frame(7, 0, ProcMgr::EncodeAppBeat({}))));
+    EXPECT_THAT(WaitForSeen(3), ElementsAre("request busy", "beat cam 4711 10", "beat  0 0"));
+    EXPECT_TRUE(ProcMgr::HasAppBeatCome());
+    gate.Open();
+    EXPECT_TRUE(TunorTest::WasLogged("dropped a malformed heartbeat of PROCMGR"));
 }
 
 TEST_F(PipeClient, FramesRightBehindTheHelloAnswerAreDelivered) {
@@ -166,7 +192,7 @@ TEST_F(PipeClient, MalformedFrameLosesThePipeWithItsReason) {
 
 TEST_F(PipeClient, FramesOfUnknownKindAndMalformedReportsAreDropped) {
     OpenPipe();
-    for (const uint32_t kind : {0U, 1U, 2U, 4U, 6U, 7U, 0xffffffffU}) {
+    for (const uint32_t kind : {0U, 1U, 2U, 4U, 6U, 8U, 0xffffffffU}) {
         EXPECT_TRUE(peer.Send(Frame(kind, 0, "what")));
     }
     EXPECT_TRUE(peer.Send(Frame(3, 1, "known")));

@@ -162,6 +162,43 @@ TEST(PipeFrame, HelloAnswerOfAnotherSizeOrSignIsRefused) {
     EXPECT_EQ(error, 5);
 }
 
+TEST(PipeFrame, AppBeatCarriesPidGidAndName) {
+    const std::string payload = Bytes(
+        "\x67\x12\0\0\xfe\xff\0\0\x03\0\0\0"
+        "cam");
+    EXPECT_EQ(ProcMgr::EncodeAppBeat({"cam", 4711, 65534}), payload);
+    EXPECT_EQ(EncodeFrame(FrameKind::APP_BEAT, 0, payload.data(), payload.size()),
+              Bytes("\x07\0\0\0\0\0\0\0\x0f\0\0\0\0\0\0\0"
+                    "\x67\x12\0\0\xfe\xff\0\0\x03\0\0\0"
+                    "cam"));
+    ProcMgr::AppBeat beat;
+    ASSERT_TRUE(ProcMgr::DecodeAppBeat(payload.data(), payload.size(), beat));
+    EXPECT_EQ(beat.name, "cam");
+    EXPECT_EQ(beat.pid, 4711U);
+    EXPECT_EQ(beat.gid, 65534U);
+}
+
+TEST(PipeFrame, AppBeatWithoutANameIsTheServersOwn) {
+    const std::string payload = ProcMgr::EncodeAppBeat({});
+    EXPECT_EQ(payload, std::string(12, '\0'));
+    ProcMgr::AppBeat beat{"before", 1, 1};
+    ASSERT_TRUE(ProcMgr::DecodeAppBeat(payload.data(), payload.size(), beat));
+    EXPECT_EQ(beat.name, "");
+}
+
+TEST(PipeFrame, MalformedAppBeatsAreRefused) {
+    const std::string good = ProcMgr::EncodeAppBeat({"cam", 1, 0});
+    ProcMgr::AppBeat beat;
+    for (size_t size = 0; size < good.size(); ++size) {
+        EXPECT_FALSE(ProcMgr::DecodeAppBeat(good.data(), size, beat)) << size;
+    }
+    const std::string longer = good + "x";
+    EXPECT_FALSE(ProcMgr::DecodeAppBeat(longer.data(), longer.size(), beat));
+    const std::string huge = Bytes("\x01\0\0\0\0\0\0\0\xff\xff\xff\xff") + "cam";
+    EXPECT_FALSE(ProcMgr::DecodeAppBeat(huge.data(), huge.size(), beat));
+    EXPECT_EQ(ProcMgr::EncodeAppBeat({std::string(4097, 'a'), 1, 0}), "");
+}
+
 TEST(PipeFrame, MalformedAppReportsAreRefused) {
     const std::string good = ProcMgr::EncodeAppReport({"cam", 1, 0});
     for (size_t size = 0; size < good.size(); ++size) {

@@ -46,6 +46,31 @@ TEST_F(PipeServer, AppReportHasItsOwnFrame) {
     EXPECT_EQ(client.Receive(), Frame(6, 0, std::string("\x67\x12\0\0\0\0\0\0\x03\0\0\0cam", 15)));
 }
 
+TEST_F(PipeServer, AppBeatHasItsOwnFrame) {
+    const RawSocket client = Open("GrpOwner");
+    EXPECT_TRUE(hand->Server().SendAppBeat(hand->ids[0], "cam", 4711, 10));
+    EXPECT_TRUE(hand->Server().SendAppBeat(hand->ids[0], "", 0, 0));
+    EXPECT_EQ(client.Receive(), Frame(7, 0, std::string("\x67\x12\0\0\x0a\0\0\0\x03\0\0\0cam", 15)));
+    EXPECT_EQ(client.Receive(), Frame(7, 0, std::string(12, '\0')));
+}
+
+TEST_F(PipeServer, AppBeatsAreDroppedWhileTheClientDoesNotRead) {
+    const RawSocket client = Open("GrpOwner");
+    int sent = 0;
+    while (hand->Server().QueuedBytes(hand->ids[0]) == 0) {
+        hand->Server().SendRequest(hand->ids[0], "x", 1);
+        ++sent;
+    }
+    const size_t queued = hand->Server().QueuedBytes(hand->ids[0]);
+    EXPECT_FALSE(hand->Server().SendAppBeat(hand->ids[0], "cam", 4711, 10));
+    EXPECT_EQ(hand->Server().QueuedBytes(hand->ids[0]), queued);
+    for (int i = 0; i < sent; ++i) {
+        ASSERT_TRUE(client.Receive().has_value());
+        hand->Turn(0);
+    }
+    EXPECT_TRUE(hand->Server().SendAppBeat(hand->ids[0], "cam", 4711, 10));
+}
+
 TEST_F(PipeServer, RequestOverTheLimitIsRefused) {
     const RawSocket client = Open("GrpOwner");
     const std::string tooLong(65521, 'a');
@@ -212,6 +237,7 @@ TEST_F(PipeServer, OperationsOnUnknownConnectionsFail) {
     EXPECT_EQ(hand->Server().SendRequest(77, "a", 1), 0U);
     EXPECT_FALSE(hand->Server().Answer(77, 1, "a", 1));
     EXPECT_FALSE(hand->Server().SendAppReport(77, "cam", 1, 0));
+    EXPECT_FALSE(hand->Server().SendAppBeat(77, "cam", 1, 0));
     EXPECT_FALSE(hand->Server().Close(77));
     EXPECT_EQ(hand->Server().FindPeer(77), nullptr);
     EXPECT_EQ(hand->Server().FindByName("nobody"), 0U);

@@ -45,6 +45,16 @@ std::optional<HeartBeatTable::Notice> HeartBeatTable::Beat(const std::string& na
     return Notice{name, pid, false};
 }
 
+void HeartBeatTable::Postpone(Time now) {
+    std::set<std::pair<Time, std::string>> postponed;
+    for (const auto& [deadline, name] : deadlines_) {
+        Watched& watched = watched_.find(name)->second;
+        watched.deadline = std::max(deadline, now + allowance_);
+        postponed.emplace(watched.deadline, name);
+    }
+    deadlines_.swap(postponed);
+}
+
 std::vector<HeartBeatTable::Notice> HeartBeatTable::Tick(Time now) {
     const bool isLate = now - lastTick_ > period_ + period_ / 2;
     lastTick_ = now;
@@ -79,16 +89,6 @@ void HeartBeatTable::Arm(Entry entry, Time now) {
 
 void HeartBeatTable::Disarm(Entry entry) {
     deadlines_.erase({entry->second.deadline, entry->first});
-}
-
-void HeartBeatTable::Postpone(Time now) {
-    std::set<std::pair<Time, std::string>> postponed;
-    for (const auto& [deadline, name] : deadlines_) {
-        Watched& watched = watched_.find(name)->second;
-        watched.deadline = std::max(deadline, now + allowance_);
-        postponed.emplace(watched.deadline, name);
-    }
-    deadlines_.swap(postponed);
 }
 
 }  // namespace ProcMgr::Posix

@@ -43,6 +43,9 @@ public:
     /// A beat of `name`; its recovery, if that is what it is. Nothing happens for a name that is not watched.
     std::optional<Notice> Beat(const std::string& name, unsigned int pid, Time now);
 
+    /// Every heart gets at least the whole time from now on: nobody was there to bring their beats.
+    void Postpone(Time now);
+
     /// The hearts that are lost now.
     std::vector<Notice> Tick(Time now);
 
@@ -59,7 +62,6 @@ private:
 
     void Arm(Entry entry, Time now);
     void Disarm(Entry entry);
-    void Postpone(Time now);
 
     const std::chrono::steady_clock::duration period_;
     const std::chrono::steady_clock::duration allowance_;

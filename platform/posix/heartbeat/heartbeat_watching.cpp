@@ -20,6 +20,14 @@ bool IsOfGroup(const ReceivedBeat& beat, unsigned int gid) {
     return beat.gid == gid || (geteuid() != 0 && beat.gid == getgid());
 }
 
+// Want of memory costs this beat.
+void TakeFromManager(const AppBeat& beat) noexcept {
+    try {
+        HeartBeatWatching::Get().Take(beat);
+    } catch (...) {
+    }
+}
+
 }  // namespace
 
 HeartBeatWatching& HeartBeatWatching::Get() {
@@ -28,7 +36,9 @@ HeartBeatWatching& HeartBeatWatching::Get() {
 }
 
 HeartBeatWatching::HeartBeatWatching(const HeartBeatSettings& settings)
-    : runDirectory_(settings.runDirectory), table_(settings.period, settings.misses) {
+    : runDirectory_(settings.runDirectory),
+      managerPatience_(settings.period),
+      table_(settings.period, settings.misses) {
 }
 
 int HeartBeatWatching::Watch(const std::string& name, unsigned int gid, HeartBeatNotify callback) {
@@ -44,7 +54,10 @@ int HeartBeatWatching::Watch(const std::string& name, unsigned int gid, HeartBea
 }
 
 int HeartBeatWatching::OpenLocked() {
-    if (receiver_ == nullptr) {
+    if (!heard_.has_value() && HasAppBeatCome()) {
+        heard_ = std::chrono::steady_clock::now();
+    }
+    if (receiver_ == nullptr && !heard_.has_value()) {
         const int error = HeartBeatReceiver::Open(runDirectory_, ProcessName(), receiver_);
         if (error != 0) {
             return error;
@@ -53,6 +66,7 @@ int HeartBeatWatching::OpenLocked() {
     if (!isRunning_) {
         std::thread([this] { Run(); }).detach();
         isRunning_ = true;
+        SetAppBeatHandler(TakeFromManager);
     }
     return 0;
 }
@@ -67,8 +81,28 @@ void HeartBeatWatching::Clear() {
     const std::lock_guard<std::mutex> lock(mutex_);
     watched_.clear();
     table_.Clear();
+    calls_.clear();
     receiver_.reset();
     wakeUp_.Notify();
+}
+
+void HeartBeatWatching::Take(const AppBeat& beat) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    const HeartBeatTable::Time now = std::chrono::steady_clock::now();
+    LookAtManager(now);
+    heard_ = now;
+    if (!beat.name.empty()) {
+        AddBeat({beat.name, static_cast<pid_t>(beat.pid), {}, beat.gid}, calls_);
+    }
+    if (!calls_.empty()) {
+        wakeUp_.Notify();
+    }
+}
+
+void HeartBeatWatching::LookAtManager(HeartBeatTable::Time now) {
+    if (heard_.has_value() && now - *heard_ > managerPatience_) {
+        table_.Postpone(now);
+    }
 }
 
 void HeartBeatWatching::Run() {
@@ -103,13 +137,15 @@ void HeartBeatWatching::WaitForNews() {
 // Beats first: those that waited while this thread did not run are no misses.
 std::vector<HeartBeatWatching::Call> HeartBeatWatching::Decide() {
     const std::lock_guard<std::mutex> lock(mutex_);
-    std::vector<Call> calls;
-    if (receiver_ != nullptr) {
-        for (const ReceivedBeat& beat : receiver_->Receive()) {
+    std::vector<Call> calls = std::exchange(calls_, {});
+    for (const ReceivedBeat& beat : receiver_ == nullptr ? std::vector<ReceivedBeat>() : receiver_->Receive()) {
+        if (!heard_.has_value()) {
             AddBeat(beat, calls);
         }
     }
-    for (const HeartBeatTable::Notice& notice : table_.Tick(std::chrono::steady_clock::now())) {
+    const HeartBeatTable::Time now = std::chrono::steady_clock::now();
+    LookAtManager(now);
+    for (const HeartBeatTable::Notice& notice : table_.Tick(now)) {
         AddCall(notice, calls);
     }
     return calls;
