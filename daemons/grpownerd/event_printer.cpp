@@ -11,11 +11,11 @@ double EventPrinter::Seconds() const {
 
 void EventPrinter::Print(const std::string& event, const std::string& name, int pid) const {
     const std::string process = pid == 0 ? std::string() : " pid " + std::to_string(pid);
-    std::printf("[%8.3fs] %-20s %-24s%s\n", Seconds(), event.c_str(), name.c_str(), process.c_str());
-    std::fflush(stdout);
+    static_cast<void>(std::printf("[%8.3fs] %-20s %-24s%s\n", Seconds(), event.c_str(), name.c_str(), process.c_str()));
+    static_cast<void>(std::fflush(stdout));
 }
 
 void EventPrinter::Say(const std::string& event, const std::string& text) const {
-    std::printf("[%8.3fs] %-20s %s\n", Seconds(), event.c_str(), text.c_str());
-    std::fflush(stdout);
+    static_cast<void>(std::printf("[%8.3fs] %-20s %s\n", Seconds(), event.c_str(), text.c_str()));
+    static_cast<void>(std::fflush(stdout));
 }

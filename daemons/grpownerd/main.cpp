@@ -9,7 +9,7 @@ int main(int argc, char** argv) {
         const ParsedOptions parsed = ParseOptions(argc, argv);
         return parsed.run ? RunOwner(parsed.options) : parsed.exitCode;
     } catch (const std::exception& error) {
-        std::fprintf(stderr, "grpownerd: %s\n", error.what());
+        static_cast<void>(std::fprintf(stderr, "grpownerd: %s\n", error.what()));
         return kNotEnabled;
     }
 }

@@ -36,7 +36,8 @@ int CheckName(const OwnerOptions& options) {
     if (!options.name.empty() && options.name.size() <= 128 && !hasBad) {
         return 0;
     }
-    std::fputs("grpownerd: the name must have 1 to 128 bytes, no '/' and no control character; see --name\n", stderr);
+    static_cast<void>(std::fputs(
+        "grpownerd: the name must have 1 to 128 bytes, no '/' and no control character; see --name\n", stderr));
     return 2;
 }
 

@@ -101,10 +101,10 @@ void SayBoot(BootState state) {
         case BootState::PARTLY_UP:
             return Printer().Say("PARTLY_UP", "not every auto-boot application runs; the log says which and why");
         case BootState::FAILED:
-            std::fprintf(
+            static_cast<void>(std::fprintf(
                 stderr,
                 "grpownerd: cannot take charge of the group. The log says why; check that procmgrd runs on the "
-                "same PROCMGR_RUN_DIR, that this user may connect to it, and that the manifests exist\n");
+                "same PROCMGR_RUN_DIR, that this user may connect to it, and that the manifests exist\n"));
             return;
         default:
             return;
@@ -113,7 +113,7 @@ void SayBoot(BootState state) {
 
 // While the boot is under way its thread is inside the library, whose objects must then not be destroyed under it.
 [[noreturn]] void LeaveDuringBoot(int exitCode) {
-    std::fflush(stdout);
+    static_cast<void>(std::fflush(stdout));
     std::_Exit(exitCode);
 }
 
@@ -144,9 +144,10 @@ int WaitForTheEnd(int signalDescriptor, std::thread& boot) {
         }
         News().Drain();
         if (News().IsPipeLost()) {
-            std::fprintf(stderr,
-                         "grpownerd: the connection to the process manager is lost; start procmgrd again, "
-                         "then grpownerd\n");
+            static_cast<void>(
+                std::fprintf(stderr,
+                             "grpownerd: the connection to the process manager is lost; start procmgrd again, "
+                             "then grpownerd\n"));
             return End(kPipeLost, boot);
         }
         const BootState state = News().Boot();
@@ -165,7 +166,7 @@ int WaitForTheEnd(int signalDescriptor, std::thread& boot) {
 
 int RunOwner(const OwnerOptions& options) {
     // Whoever reads what is printed may go; the group stays.
-    std::signal(SIGPIPE, SIG_IGN);
+    static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
     const int signals = BlockAndOpenSignals();
     if (signals < 0) {
         throw std::system_error(errno, std::generic_category(), "signalfd");
