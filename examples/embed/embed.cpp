@@ -4,6 +4,7 @@
 //     PROC_NAME=my_owner embed MANIFESTS APPLICATION
 #include <cstdio>
 #include <exception>
+#include <iterator>
 #include <map>
 #include <string>
 
@@ -14,35 +15,36 @@ using ProcMgr::ProcMgrGrpOwner;
 
 namespace {
 
-const char* NameOf(AppReportState state) {
-    switch (state) {
-        case AppReportState::SWITCH_ON:
-            return "runs";
-        case AppReportState::SWITCH_OFF:
-            return "has ended, or is being restarted";
-        case AppReportState::HEART_BEAT_LOST:
-            return "has lost its heartbeat";
-        case AppReportState::HEART_BEAT_RECOVERY:
-            return "has its heartbeat again";
-        case AppReportState::ABNORMAL_EXIT:
-            return "has failed";
-        case AppReportState::ACTIVELY_EXIT:
-            return "is to be terminated";
-    }
-    return "is in a state without a name";
+void Say(const std::string& line) {
+    std::printf("%s\n", line.c_str());
+    static_cast<void>(std::fflush(stdout));
+}
+
+void Complain(const std::string& line) {
+    static_cast<void>(std::fprintf(stderr, "embed: %s\n", line.c_str()));
+}
+
+std::string NameOf(AppReportState state) {
+    static constexpr const char* kNames[] = {"runs",
+                                             "has ended, or is being restarted",
+                                             "has lost its heartbeat",
+                                             "has its heartbeat again",
+                                             "has failed",
+                                             "is to be terminated"};
+    const auto index = static_cast<size_t>(state);
+    return index < std::size(kNames) ? kNames[index] : "is in an unknown state";
 }
 
 // Runs on threads of the platform, until the process is gone: it returns soon, throws nothing, and uses no object that
 // the end of the process destroys.
 bool OnAppState(const std::string& name, int pid, AppReportState state) {
-    std::printf("heard: %s %s (pid %d)\n", name.c_str(), NameOf(state), pid);
-    std::fflush(stdout);
+    Say("heard: " + name + " " + NameOf(state) + " (pid " + std::to_string(pid) + ")");
     return true;
 }
 
 // The answer goes to the system-state manager. Only a group with an SS service is ever asked.
 bool OnSystemState(int state, int timeoutMs) {
-    std::printf("heard: system state %d, within %d ms\n", state, timeoutMs);
+    Say("heard: system state " + std::to_string(state) + ", within " + std::to_string(timeoutMs) + " ms");
     return true;
 }
 
@@ -54,22 +56,22 @@ bool TakeCharge(const std::string& manifests) {
     owner.SubscribeAppState(OnAppState);
     owner.SubscribeSystemState(OnSystemState);
     if (owner.GrpOwnerEnable() != 0) {
-        std::fprintf(stderr, "embed: cannot take charge of the group; the log says why\n");
+        Complain("cannot take charge of the group; the log says why");
         return false;
     }
     const bool allUp = owner.StartAutoStartApp();
     owner.ReportSelfStateToPm(true);
-    std::printf(allUp ? "every auto-boot application runs\n" : "not every auto-boot application runs\n");
+    Say(allUp ? "every auto-boot application runs" : "not every auto-boot application runs");
     return allUp;
 }
 
 bool LookAt(const std::string& application) {
     ProcMgr::ApplicationInfo info;
     if (ProcMgrGrpOwner::GetInstance().QueryAppInfo(application, info) != 0) {
-        std::fprintf(stderr, "embed: %s is not in this group\n", application.c_str());
+        Complain(application + " is not in this group");
         return false;
     }
-    std::printf("%s: node type %u, device %u\n", application.c_str(), info.nodeType, info.cfgDeviceId);
+    Say(application + ": node type " + std::to_string(info.nodeType) + ", device " + std::to_string(info.cfgDeviceId));
     return true;
 }
 
@@ -77,11 +79,11 @@ bool LookAt(const std::string& application) {
 bool Restart(const std::string& application) {
     std::map<std::string, bool> result;
     if (ProcMgrGrpOwner::GetInstance().ChangeAppState({}, {}, {application}, result) == 0) {
-        std::printf("%s is restarted\n", application.c_str());
+        Say(application + " is restarted");
         return true;
     }
-    const char* reason = result.empty() ? "another change is running" : "it did not come up";
-    std::fprintf(stderr, "embed: %s is not restarted: %s\n", application.c_str(), reason);
+    const std::string reason = result.empty() ? "another change is running" : "it did not come up";
+    Complain(application + " is not restarted: " + reason);
     return false;
 }
 
@@ -95,7 +97,7 @@ void LetGo() {
 
 int main(int argc, char** argv) {
     if (argc != 3) {
-        std::fprintf(stderr, "usage: embed MANIFESTS APPLICATION\n");
+        Complain("usage: embed MANIFESTS APPLICATION");
         return 2;
     }
     try {
@@ -106,7 +108,7 @@ int main(int argc, char** argv) {
         LetGo();
         return ok ? 0 : 1;
     } catch (const std::exception& error) {
-        std::fprintf(stderr, "embed: %s\n", error.what());
+        Complain(error.what());
         return 1;
     }
 }
