@@ -113,7 +113,6 @@ void SayBoot(BootState state) {
 
 // While the boot is under way its thread is inside the library, whose objects must then not be destroyed under it.
 [[noreturn]] void LeaveDuringBoot(int exitCode) {
-    static_cast<void>(std::fflush(stdout));
     std::_Exit(exitCode);
 }
 

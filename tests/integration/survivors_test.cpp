@@ -1,5 +1,7 @@
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <csignal>
 
@@ -77,6 +79,26 @@ TEST_F(Survivors, OwnerWhoseOutputNobodyReadsAnyMoreGoesOn) {
     manager_->Signal(SIGTERM);
     EXPECT_EQ(manager_->WaitForExit(), 0);
     owner_->WaitForExit();
+}
+
+TEST_F(Survivors, OwnerWhoseOutputIsStuckBootsAndEndsWhenAsked) {
+    Manifests("a.yaml", "{app_name: cam, bin_path: $APP, is_auto_boot: true}");
+    ASSERT_NO_FATAL_FAILURE(StartManager());
+    constexpr int kShellDescriptor = 9;
+    int ends[2];
+    ASSERT_EQ(pipe2(ends, O_CLOEXEC | O_NONBLOCK), 0);
+    while (write(ends[1], "", 1) == 1) {
+    }
+    ASSERT_EQ(fcntl(ends[1], F_SETFL, 0), 0);
+    ASSERT_EQ(dup2(ends[1], kShellDescriptor), kShellDescriptor);
+    const std::vector<std::string> stuck = {"/bin/sh", "-c", "exec " GRPOWNERD_PATH " >&9"};
+    owner_ = std::make_unique<ChildProcess>(stuck, environment_);
+    EXPECT_NE(manager_->WaitForLine("owner test_owner: its base services are"), "") << manager_->Output();
+    owner_->Signal(SIGTERM);
+    EXPECT_EQ(owner_->WaitForExit(), 0);
+    for (const int descriptor : {kShellDescriptor, ends[0], ends[1]}) {
+        close(descriptor);
+    }
 }
 
 TEST_F(Survivors, OwnerRefusesANameThatNoPipeCarries) {
