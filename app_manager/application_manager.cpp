@@ -2,6 +2,8 @@
 
 #include <stdlib.h>
 
+#include <algorithm>
+#include <iterator>
 #include <system_error>
 #include <utility>
 
@@ -81,7 +83,7 @@ public:
     }
     ~DependsMapKeeper() {
         if (!isAccepted_) {
-            ParseAndDepend::GetInstance().SetApplicationDependsMap(saved_);
+            PutBack();
         }
     }
 
@@ -91,6 +93,15 @@ public:
     DependsMapKeeper& operator=(const DependsMapKeeper&) = delete;
 
 private:
+    void PutBack() {
+        try {
+            ParseAndDepend::GetInstance().SetApplicationDependsMap(saved_);
+        } catch (...) {
+            // Out of memory. The next reload reads it anew; until then all names are unknown.
+            return;
+        }
+    }
+
     const std::unordered_map<std::string, std::set<std::string>> saved_;
     bool isAccepted_ = false;
 };
@@ -277,8 +288,8 @@ ApplicationManager::Collections ApplicationManager::SortManifests(const std::vec
         } else if (!manifest.GetIsDynamicPara()) {
             sorted.driving.emplace(name, std::make_shared<Application>(manifest, ""));
         } else {
-            sorted.templates.emplace(name, manifest);
-            if (logTemplates) {
+            const bool isFirst = sorted.templates.emplace(name, manifest).second;
+            if (isFirst && logTemplates) {
                 GRP_OWNER_LOG(kInfo, "ApplicationManager init: dynamicManifests_ AppName=%s", name.c_str());
             }
         }
@@ -917,25 +928,42 @@ bool ApplicationManager::NeedContinueStart(std::vector<std::string>& noDepends, 
 }
 
 bool ApplicationManager::IsAnyDependencyComingUp(StartAppInfo& info) {
-    std::string last;
+    std::string behind;
+    {
+        const std::lock_guard<std::mutex> lock(info.mutex);
+        behind = info.progress.lookBehind;
+    }
+    // The one that the last look found comes first: as long as it is on its way, a look costs nothing.
+    return IsAnyComingUpBehind(behind, info) || (!behind.empty() && IsAnyComingUpBehind("", info));
+}
+
+bool ApplicationManager::IsAnyComingUpBehind(std::string behind, StartAppInfo& info) {
     for (;;) {
         std::vector<std::string> names;
         {
             const std::lock_guard<std::mutex> lock(info.mutex);
-            names = StartPlan::NextDependencies(info, last, kDependenciesPerLook);
+            names = StartPlan::NextDependencies(info, behind, kDependenciesPerLook);
+        }
+        const auto found = FirstComingUp(names);
+        if (found != names.end()) {
+            const std::lock_guard<std::mutex> lock(info.mutex);
+            info.progress.lookBehind = found == names.begin() ? behind : *std::prev(found);
+            return true;
         }
         if (names.empty()) {
             return false;
         }
-        const std::lock_guard<std::mutex> lock(appMutex_);
-        for (const std::string& name : names) {
-            const std::shared_ptr<Application> app = FindSilentlyLocked(name);
-            if (app != nullptr && (app->IsAppRunning() || app->IsAppWaitReady())) {
-                return true;
-            }
-        }
-        last = names.back();
+        behind = names.back();
     }
+}
+
+std::vector<std::string>::const_iterator ApplicationManager::FirstComingUp(
+    const std::vector<std::string>& names) const {
+    const std::lock_guard<std::mutex> lock(appMutex_);
+    return std::find_if(names.begin(), names.end(), [this](const std::string& name) {
+        const std::shared_ptr<Application> app = FindSilentlyLocked(name);
+        return app != nullptr && (app->IsAppRunning() || app->IsAppWaitReady());
+    });
 }
 
 std::vector<std::string> ApplicationManager::FillAppInfoAndStart(const std::vector<std::string>& noDepends,
@@ -1047,8 +1075,11 @@ void ApplicationManager::StartOneApp(const AppInfoForServer& app, StartAppInfo& 
 ApplicationManager::StartDecision ApplicationManager::DecideStart(const AppInfoForServer& app) {
     using Kind = StartDecision::Kind;
     const std::lock_guard<std::mutex> lock(appMutex_);
-    const std::shared_ptr<Application> found = FindApplicationLocked(app.appName);
+    // An instance that ended before this run may have been removed since the wave was put together.
+    const std::shared_ptr<Application> found = FindOrCreateLocked(app.appName).app;
     if (found == nullptr) {
+        // Once more, for the message of a look-up that makes nothing.
+        (void)FindApplicationLocked(app.appName);
         return {Kind::NONE, {}};
     }
     if (found->IsAppWaitReady()) {

@@ -228,6 +228,8 @@ private:
     bool RunStartWaves(const StartRequests& requests, StartAppInfo& info, Tasks& tasks);
     bool NeedContinueStart(std::vector<std::string>& noDepends, StartAppInfo& info);
     bool IsAnyDependencyComingUp(StartAppInfo& info);
+    bool IsAnyComingUpBehind(std::string behind, StartAppInfo& info);
+    std::vector<std::string>::const_iterator FirstComingUp(const std::vector<std::string>& names) const;
     std::vector<std::string> FillAppInfoAndStart(const std::vector<std::string>& noDepends,
                                                  const StartRequests& requests, StartAppInfo& info);
     bool FillRequested(const std::string& name, StartAppInfo& info);

@@ -28,6 +28,7 @@ struct StartProgress {
     std::set<std::string> dependencies;  ///< free vertices that nobody requested
     std::set<std::string> failed;        ///< free vertices whose result is a failure
     size_t processing = 0;               ///< number of results that are PROCESSING: commanded and not settled
+    std::string lookBehind;              ///< the look for dependencies that come up begins behind this name
 };
 
 /// One start run. `mutex` guards everything in it.

@@ -136,6 +136,17 @@ TEST_F(ManagerInit, FirstOfTwoManifestsOfOneNameWinsSilently) {
                                             "INFO DATAMASTER_RUN_MODE=0"));
 }
 
+TEST_F(ManagerInit, SecondTemplateOfOneNameIsDroppedWithoutAMessage) {
+    FakeManifests::Get().SetManifests(
+        {Manifest("cam").Template().Restart("first"), Manifest("cam").Template().Restart("second")});
+    EXPECT_TRUE(Manager().ApplicationMgrInit("/group"));
+    EXPECT_EQ(Manager().FindApplication("cam@front", true)->GetRestart(), "first");
+    EXPECT_THAT(ManagerLines(),
+                ElementsAre("WARN Get startup entry path env failed, key=STARTUP_ENTRY_PATH",
+                            "INFO ApplicationManager init: dynamicManifests_ AppName=cam", "INFO DATAMASTER_RUN_MODE=0",
+                            "INFO ApplicationManager: CreateDynamicApplication cam@front"));
+}
+
 TEST_F(ManagerInit, ManifestBothAutoBootAndTemplateIsABaseApplication) {
     FakeManifests::Get().SetManifests({Manifest("cam").Template().AutoBoot()});
     EXPECT_TRUE(Manager().ApplicationMgrInit("/group"));

@@ -161,6 +161,19 @@ TEST_F(Reload, ParserThatThrowsIsABrokenReloadAndTheNextOneWorks) {
     }
 }
 
+TEST_F(Reload, DependencyMapThatCannotBePutBackIsReadAnewByTheNextReload) {
+    Load({Manifest("a").DependsOn({"b"}), Manifest("b")});
+    const auto map = DependsMap();
+    FakePipe::Get().ScriptAnswer({{0, "1"}});
+    FakeManifests::Get().OnCall(Operation::PARSE_REPLACE_DATA,
+                                [] { FakeManifests::Get().ThrowOnce(Operation::SET_DEPENDS); });
+    EXPECT_FALSE(manager_.ReloadCfg());
+    FakeManifests::Get().OnCall(Operation::PARSE_REPLACE_DATA, nullptr);
+    EXPECT_THAT(DependsMap(), IsEmpty());
+    EXPECT_TRUE(manager_.ReloadCfg());
+    EXPECT_EQ(DependsMap(), map);
+}
+
 TEST_F(Reload, BootWaitsForTheDependencyMapOfARunningReload) {
     manager_.UseClocks(WaitClocks::System());
     processManager_.AnswerAtOnce();
