@@ -1,3 +1,5 @@
+#include <stdexcept>
+
 #include "tests/app_manager/manager_fixture.h"
 
 namespace ProcMgr {
@@ -84,6 +86,28 @@ TEST_F(ChangeApp, EachFailureLeavesTheManagerReadyForTheNextChange) {
     EXPECT_EQ(Term({"a"}), "false a=TERM_FAILED");
     EXPECT_EQ(Change({}), "true");
     EXPECT_THAT(ManagerLines(), Contains("INFO ApplicationManager: ChangeApp end."));
+}
+
+TEST_F(ChangeApp, ExceptionInAnyPhaseFailsItAndLeavesTheManagerReadyForTheNextChange) {
+    const struct {
+        const char* command;
+        Lists lists;
+        const char* answer;
+    } table[] = {{"START", {{}, Apps({"start"}), {}}, "false start=PROCESSING"},
+                 {"RESTART", {{}, {}, Apps({"restart"})}, "false restart=RESTART_FAILED"},
+                 {"TERM", {Apps({"term"}), {}, {}}, "false term=TERM_FAILED"}};
+    Load({Manifest("start"), Manifest("restart"), Manifest("term")});
+    BringUp({"restart", "term"});
+    for (const auto& row : table) {
+        processManager_.OnCommand([&row](const std::string& kind) {
+            if (kind == row.command) {
+                throw std::runtime_error("out of something");
+            }
+        });
+        EXPECT_EQ(Change(row.lists), row.answer);
+        EXPECT_EQ(Change({}), "true");
+        EXPECT_TRUE(manager_.ReloadCfg());
+    }
 }
 
 TEST_F(ChangeApp, AnswerNamesNothingOfTheChangeBefore) {

@@ -1,4 +1,6 @@
 #include <atomic>
+#include <condition_variable>
+#include <mutex>
 #include <thread>
 
 #include "platform/include/parse_and_depend.h"
@@ -54,23 +56,42 @@ protected:
 TEST_F(ManagerConcurrency, ReloadsDuringAChainStartLoseNoReport) {
     const auto manifests = Chain(60);
     Load(manifests);
+    // A reload for each command: it meets the report that answers the command.
+    std::mutex mutex;
+    std::condition_variable commanded;
+    int commands = 0;
+    bool isBooted = false;
+    processManager_.OnCommand([&](const std::string& kind) {
+        const std::lock_guard<std::mutex> lock(mutex);
+        commands += kind == "START" ? 1 : 0;
+        commanded.notify_all();
+    });
+    const auto waitForCommand = [&] {
+        std::unique_lock<std::mutex> lock(mutex);
+        commanded.wait(lock, [&] { return isBooted || commands > 0; });
+        commands = 0;
+        return !isBooted;
+    };
     for (int round = 0; round < 5; ++round) {
-        std::atomic<bool> isBooted{false};
-        std::thread reloader([this, &isBooted] {
-            while (!isBooted) {
-                (void)manager_.ReloadCfg();
-                std::this_thread::yield();
+        isBooted = false;
+        std::thread reloader([&] {
+            while (waitForCommand()) {
+                EXPECT_TRUE(manager_.ReloadCfg());
             }
         });
-        manager_.FindApplication("a0", false);
         EXPECT_TRUE(manager_.StartBaseApplication());
-        isBooted = true;
+        {
+            const std::lock_guard<std::mutex> lock(mutex);
+            isBooted = true;
+            commanded.notify_all();
+        }
         reloader.join();
         for (const std::string& name : NamesOf(manifests)) {
             EXPECT_EQ(StateOf(name), AppStateType::RUNNING_STATE) << name;
         }
         EXPECT_EQ(Term(NamesOf(manifests), kPatienceMs), AllSucceeded(NamesOf(manifests)));
     }
+    processManager_.OnCommand(nullptr);
 }
 
 TEST_F(ManagerConcurrency, BootAndChangeStartTheSameNames) {

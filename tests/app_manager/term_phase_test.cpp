@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include "platform/include/parse_and_depend.h"
 #include "tests/app_manager/manager_fixture.h"
 
@@ -77,6 +79,15 @@ TEST_F(TermPhase, AbnormalEndOfARequestedTerminationIsASuccessAndPolicyMayRestar
     processManager_.Answer("TERM", "a", Report::TERMINATED_ABNORMAL_EXIT, 5);
     EXPECT_EQ(Term({"a"}), "true a=SUCCESS");
     EXPECT_THAT(processManager_.Requests(), ElementsAre("TERM 1#a#", "RESTART 1#a#0#0#"));
+    Strings lines = ManagerLines();
+    lines.erase(std::remove_if(lines.begin(), lines.end(),
+                               [](const std::string& line) {
+                                   return line.find("ReportTermAppResult") == std::string::npos &&
+                                          line.find("ApplicationManager: restart a") == std::string::npos;
+                               }),
+                lines.end());
+    EXPECT_THAT(lines, ElementsAre("INFO ApplicationManager: ReportTermAppResult: appName=a,status=SUCCESS.",
+                                   "INFO ApplicationManager: restart a"));
 }
 
 TEST_F(TermPhase, TerminationThatTheProcessManagerGivesUpFailsAndTheApplicationRuns) {
