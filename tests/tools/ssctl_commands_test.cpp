@@ -255,17 +255,18 @@ TEST(Command, SaysWhatToDoWhenNobodyServes) {
     Script script({Failure(Delivery::NO_SERVICE, "there is no such service")});
     const Outcome outcome = script.Run(StartLine());
     EXPECT_EQ(RenderComplaint(outcome),
-              "ssctl: no group owner serves 'grp_owner': there is no such service.\n"
+              "ssctl: no group owner serves 'grp_owner' in /run/procmgr: there is no such service.\n"
               "       Start one with 'grpownerd --resource grp_owner', or choose another with --resource and"
               " --run-dir.\n");
     EXPECT_EQ(ExitCodeOf(outcome.fault), ExitCode::NO_SERVICE);
     EXPECT_EQ(RenderText(outcome, false), "");
-    EXPECT_EQ(RenderDocument({"start", "grp_owner"}, outcome),
-              R"({"schema":1,"command":"start","resource":"grp_owner","ok":false,"exit_code":3,"error":)"
-              R"({"kind":"no_service","message":"no group owner serves 'grp_owner': there is no such service",)"
-              R"("advice":"Start one with 'grpownerd --resource grp_owner', or choose another with --resource and)"
-              R"( --run-dir."}})"
-              "\n");
+    EXPECT_EQ(
+        RenderDocument({"start", "grp_owner"}, outcome),
+        R"({"schema":1,"command":"start","resource":"grp_owner","ok":false,"exit_code":3,"error":)"
+        R"({"kind":"no_service","message":"no group owner serves 'grp_owner' in /run/procmgr: there is no such service",)"
+        R"("advice":"Start one with 'grpownerd --resource grp_owner', or choose another with --resource and)"
+        R"( --run-dir."}})"
+        "\n");
 }
 
 TEST(Command, SaysWhatToDoWhenTheOwnerWentAway) {

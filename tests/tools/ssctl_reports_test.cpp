@@ -153,7 +153,7 @@ TEST(ReportList, FailsWhenTheOwnerGaveNone) {
 
 TEST(ReportState, ShowsProcessesAndStates) {
     const Outcome outcome =
-        ReportState(5, {true, {{"lidar", 4711, 0}, {"nav", -1, 1}, {"cam", 5, 2}, {"new", 6, 3}, {"odd", 7, -9}}});
+        ReportState(5, {true, {{"lidar", 4711, 0}, {"nav", 12, 1}, {"cam", 5, 2}, {"new", 6, 3}, {"odd", 7, -9}}});
     EXPECT_EQ(outcome.fault, Fault::NONE);
     EXPECT_EQ(RenderText(outcome, false),
               "APPLICATION   PID  STATE\n"

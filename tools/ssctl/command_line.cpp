@@ -42,12 +42,12 @@ exit codes:
 examples:
   ssctl state
   ssctl start lidar nav --args lidar=--rate,20 --timeout 8000
-  ssctl change --stop cam --start map,view@left --para view@left:0=front)";
+  ssctl change --stop cam --start map,view@left --para view@left:0=front
+)";
 
 struct Parser {
     explicit Parser(CommandLine& target) : line(target) {
         app.description(kDescription);
-        app.footer(kFooter);
         app.set_version_flag("--version", std::string("ssctl ") + SSCTL_VERSION);
         app.require_subcommand(1);
         app.fallthrough();
@@ -214,6 +214,10 @@ uint32_t WaitMs(const CommandLine& line) {
     return line.waitMs.value_or(usual);
 }
 
+std::string RunDirName(const CommandLine& line) {
+    return line.runDir.empty() ? "/run/procmgr" : line.runDir;
+}
+
 std::string QueueName(const CommandLine& line) {
     return line.queue.empty() ? line.resource + "_events" : line.queue;
 }
@@ -227,6 +231,8 @@ ParsedCommandLine ParseCommandLine(int argc, const char* const* argv) {
     AddChanges(parser);
     AddRest(parser);
     AddEvents(parser);
+    // Behind the commands, which would take it over.
+    parser.app.footer(kFooter);
     try {
         parser.app.parse(argc, argv);
         parsed.exitCode = Finish(parser);

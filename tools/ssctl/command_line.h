@@ -34,6 +34,9 @@ struct CommandLine {
 /// How long the answer may take, in ms: longer than the owner itself may take, so that its answer is in time.
 [[nodiscard]] uint32_t WaitMs(const CommandLine& line);
 
+/// The run directory for people.
+[[nodiscard]] std::string RunDirName(const CommandLine& line);
+
 /// The event queue's name when none is given.
 [[nodiscard]] std::string QueueName(const CommandLine& line);
 

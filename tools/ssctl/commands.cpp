@@ -238,7 +238,7 @@ Outcome ComplainOfDelivery(const CommandLine& line, const Reply& reply) {
     const std::string detail = reply.detail.empty() ? "" : ": " + reply.detail;
     switch (reply.delivery) {
         case Delivery::NO_SERVICE:
-            return Complain(Fault::NO_SERVICE, "no group owner serves " + resource + detail,
+            return Complain(Fault::NO_SERVICE, "no group owner serves " + resource + " in " + RunDirName(line) + detail,
                             "Start one with 'grpownerd --resource " + line.resource +
                                 "', or choose another with --resource and --run-dir.");
         case Delivery::LOST:

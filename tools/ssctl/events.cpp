@@ -18,11 +18,11 @@ Outcome ComplainOfLateness(const CommandLine& line, uint32_t came) {
 
 Outcome ComplainOfQueue(const CommandLine& line, const EventReply& reply) {
     if (reply.delivery == Delivery::NO_SERVICE) {
-        return Complain(
-            Fault::NO_SERVICE,
-            "nobody tells events on '" + QueueName(line) + "'" + (reply.detail.empty() ? "" : ": " + reply.detail),
-            "Start the group owner with 'grpownerd --events " + QueueName(line) +
-                "', or choose another with --queue and --run-dir.");
+        return Complain(Fault::NO_SERVICE,
+                        "nobody tells events on '" + QueueName(line) + "' in " + RunDirName(line) +
+                            (reply.detail.empty() ? "" : ": " + reply.detail),
+                        "Start the group owner with 'grpownerd --events " + QueueName(line) +
+                            "', or choose another with --queue and --run-dir.");
     }
     CommandLine named = line;
     named.resource = QueueName(line);

@@ -70,6 +70,8 @@ Tone ToneOf(AppChangeState state) {
     return state == AppChangeState::SUCCESS ? Tone::GOOD : Tone::BAD;
 }
 
+constexpr int32_t kNotRunning = 1;
+
 struct StateRow {
     const char* name;
     Tone tone;
@@ -186,11 +188,12 @@ Outcome ReportState(size_t asked, const StateAnswer& answer) {
     outcome.members["applications"] = Json::array();
     for (const AppStatus& app : answer.apps) {
         const StateRow row = StateRowOf(app.state);
-        outcome.table.rows.push_back({{app.appName},
-                                      {app.pid < 0 ? "-" : std::to_string(app.pid)},
-                                      {WithNumber(row.name, app.state), row.tone}});
+        // The owner also tells the process that an application had last.
+        const bool hasProcess = app.pid >= 0 && app.state != kNotRunning;
+        outcome.table.rows.push_back(
+            {{app.appName}, {hasProcess ? std::to_string(app.pid) : "-"}, {WithNumber(row.name, app.state), row.tone}});
         outcome.members["applications"].push_back({{"name", app.appName},
-                                                   {"pid", app.pid < 0 ? Json() : Json(app.pid)},
+                                                   {"pid", hasProcess ? Json(app.pid) : Json()},
                                                    {"state", row.name},
                                                    {"code", app.state}});
     }
