@@ -14,19 +14,20 @@
 namespace Procmgrd {
 namespace {
 
-constexpr int kDatagramsPerTurn = 64;
+// More than the queue of an address holds on any system.
+constexpr int kRestMax = 4096;
 
 struct Datagram {
-    std::array<char, 256> bytes;
+    std::array<char, kAppNoticeMax> bytes;
     size_t size = 0;
     bool isWhole = false;
     ucred sender{};
 };
 
-void ReadSender(msghdr& message, Datagram& datagram) {
+void ReadSender(msghdr& message, ucred& sender) {
     for (cmsghdr* part = CMSG_FIRSTHDR(&message); part != nullptr; part = CMSG_NXTHDR(&message, part)) {
         if (part->cmsg_level == SOL_SOCKET && part->cmsg_type == SCM_CREDENTIALS) {
-            std::memcpy(&datagram.sender, CMSG_DATA(part), sizeof(datagram.sender));
+            std::memcpy(&sender, CMSG_DATA(part), sizeof(sender));
         }
     }
 }
@@ -46,25 +47,11 @@ bool Receive(int fd, Datagram& datagram) {
     }
     datagram.size = static_cast<size_t>(size);
     datagram.isWhole = (message.msg_flags & MSG_TRUNC) == 0;
-    ReadSender(message, datagram);
+    ReadSender(message, datagram.sender);
     return true;
 }
 
 }  // namespace
-
-bool ReadAppDatagram(std::string_view text, uint32_t& appState) {
-    constexpr uint32_t kOn = 0;
-    constexpr uint32_t kOff = 1;
-    if (text == "procmgr 1 on") {
-        appState = kOn;
-        return true;
-    }
-    if (text == "procmgr 1 off") {
-        appState = kOff;
-        return true;
-    }
-    return false;
-}
 
 AppSocket::~AppSocket() {
     if (fd_.IsOpen()) {
@@ -95,27 +82,54 @@ bool AppSocket::Open(const std::string& path) {
     return chmod(path.c_str(), S_IRUSR | S_IWUSR) == 0;
 }
 
-bool AppSocket::GiveTo(uid_t uid, gid_t gid) const {
+bool AppSocket::GiveTo(uid_t uid, gid_t gid) {
+    uid_ = uid;
     return geteuid() == uid || chown(path_.c_str(), uid, gid) == 0;
 }
 
-void AppSocket::Read(const std::string& appName, const ProcMgr::ProcessId& leader,
-                     const std::function<void(uint32_t)>& report) {
-    Datagram datagram;
-    for (int left = kDatagramsPerTurn; left > 0 && Receive(fd_.Get(), datagram); --left) {
-        uint32_t appState = 0;
-        if (!ProcMgr::BelongsTo(datagram.sender.pid, leader)) {
-            PROCMGRD_LOG(kLogWarn,
-                         "application %s: refused a report from process %d of user %u, which does not belong to it",
-                         appName.c_str(), datagram.sender.pid, datagram.sender.uid);
-        } else if (!datagram.isWhole ||
-                   !ReadAppDatagram(std::string_view(datagram.bytes.data(), datagram.size), appState)) {
-            PROCMGRD_LOG(kLogWarn, "application %s: dropped a report of %zu bytes from process %d that says nothing",
-                         appName.c_str(), datagram.size, datagram.sender.pid);
-        } else {
-            report(appState);
-        }
+bool AppSocket::Read(const AppSender& app, const Take& take) {
+    const auto now = std::chrono::steady_clock::now();
+    if (now - shareBegan_ >= kShareTime) {
+        shareBegan_ = now;
+        shareLeft_ = kShare;
     }
+    while (shareLeft_ > 0 && ReadOne(app, take)) {
+        --shareLeft_;
+    }
+    return shareLeft_ > 0;
+}
+
+void AppSocket::ReadRest(const AppSender& app, const Take& take) const {
+    for (int left = kRestMax; left > 0 && ReadOne(app, take); --left) {
+    }
+}
+
+/// False when there is nothing more.
+bool AppSocket::ReadOne(const AppSender& app, const Take& take) const {
+    Datagram datagram;
+    if (!Receive(fd_.Get(), datagram)) {
+        return false;
+    }
+    const AppNotice notice = ReadAppNotice(std::string_view(datagram.bytes.data(), datagram.size), datagram.isWhole);
+    if (!MaySpeakFor(app, datagram.sender)) {
+        PROCMGRD_LOG(kLogWarn,
+                     "application %s: refused a report from process %d of user %u, which does not belong to it",
+                     app.name.c_str(), datagram.sender.pid, datagram.sender.uid);
+    } else if (!notice.isUnderstood) {
+        PROCMGRD_LOG(kLogWarn, "application %s: dropped a report of %zu bytes from process %d that says nothing",
+                     app.name.c_str(), datagram.size, datagram.sender.pid);
+    } else {
+        take(notice);
+    }
+    return true;
+}
+
+bool AppSocket::MaySpeakFor(const AppSender& app, const ucred& sender) const {
+    if (ProcMgr::BelongsTo(sender.pid, app.leader)) {
+        return true;
+    }
+    // The number 0 is somebody whom this process can't see at all.
+    return sender.pid > 0 && sender.uid == uid_ && !ProcMgr::ReadProcessStat(sender.pid);
 }
 
 }  // namespace Procmgrd

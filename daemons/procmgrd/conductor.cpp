@@ -23,7 +23,8 @@ Conductor::Conductor(EventLoop& loop, Deadlines& deadlines, ProcMgr::StateFile& 
       news_(std::move(news)),
       host_(loop, deadlines, stateFile, std::move(settings),
             {[this](const AppKey& key, ExitStatus status) { OnExited(key, status); },
-             [this](const AppKey& key, uint32_t appState) { Execute(supervisor_.Reported(key, appState)); }}) {
+             [this](const AppKey& key, uint32_t appState) { Execute(supervisor_.Reported(key, appState)); },
+             news_.beat}) {
 }
 
 void Conductor::Start(const AppKey& key, AppRequest request, const ApplicationManifest* manifest,
@@ -65,6 +66,8 @@ void Conductor::OnDeadline(const DeadlineKey& deadline) {
         KillAll();
     } else if (deadline.first == DeadlineKind::TERMINATION) {
         OnTerminationDeadline(deadline.second);
+    } else {
+        host_.OnDeadline(deadline);
     }
 }
 

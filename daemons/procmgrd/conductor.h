@@ -30,6 +30,8 @@ struct ConductorNews {
     /// To be sent to the owner, if it is there, in this order.
     std::function<void(const std::string& owner, const ProcMgr::Message::AppStateInfo& report)> report;
     std::function<void(const AppKey& key, pid_t pid, uint32_t appState)> appReport;
+    /// For the owner's heartbeat library, if the owner is there. Without an application's name: our own beat.
+    std::function<void(const AppKey& key, pid_t pid, gid_t gid)> beat;
     /// An application of this owner has no process any more.
     std::function<void(const std::string& owner)> down;
 };

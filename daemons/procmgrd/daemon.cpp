@@ -142,17 +142,28 @@ bool Daemon::WatchDeadlines() {
     return loop_.Add(deadlines_.Fd(), [this] { OnDeadlines(); });
 }
 
-bool Daemon::Listen() {
+void Daemon::MakeConductor(const ProcMgr::Posix::HeartBeatSettings& hearts) {
     ConductorNews news;
     news.report = [this](const std::string& owner, const ProcMgr::Message::AppStateInfo& report) {
         desk_->Report(owner, report);
     };
     news.appReport = [this](const AppKey& key, pid_t pid, uint32_t appState) { desk_->AppReport(key, pid, appState); };
+    news.beat = [this](const AppKey& key, pid_t pid, gid_t gid) { desk_->AppBeat(key, pid, gid); };
     news.down = [this](const std::string& owner) { desk_->Down(owner); };
-    ProcessHostSettings host{options_.runDir, options_.runDir + "/app", options_.logDir, fileLimit_};
+    ProcessHostSettings host;
+    host.runDir = options_.runDir;
+    host.appSocketDir = options_.runDir + "/app";
+    host.logDir = options_.logDir;
+    host.fileLimit = fileLimit_;
+    host.heartBeatPeriod = hearts.period;
+    host.heartBeatMisses = hearts.misses;
     conductor_ = std::make_unique<Conductor>(loop_, deadlines_, stateFile_, std::move(host), std::move(news));
+}
 
-    WatchHearts();
+bool Daemon::Listen() {
+    const auto hearts = ProcMgr::Posix::ReadHeartBeatSettings(ProcMgr::Posix::ProcessEnvironment);
+    MakeConductor(hearts);
+    WatchHearts(hearts);
     OwnerDeskSettings settings;
     settings.runDir = options_.runDir;
     settings.isTerminatingOnOwnerExit = options_.isTerminatingOnOwnerExit;
@@ -170,8 +181,7 @@ bool Daemon::Listen() {
 }
 
 // Without it everything else works, so that its failure is no reason not to begin.
-void Daemon::WatchHearts() {
-    const auto settings = ProcMgr::Posix::ReadHeartBeatSettings(ProcMgr::Posix::ProcessEnvironment);
+void Daemon::WatchHearts(const ProcMgr::Posix::HeartBeatSettings& settings) {
     hearts_ = std::make_unique<OwnerHearts>(loop_, deadlines_, settings);
     if (!hearts_->Open(options_.runDir, kPeerName)) {
         PROCMGRD_LOG(kLogError, "can't receive the heartbeats of owners: %s", std::strerror(errno));

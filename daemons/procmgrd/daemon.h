@@ -37,7 +37,8 @@ private:
     bool WatchSignals();
     bool WatchDeadlines();
     bool Listen();
-    void WatchHearts();
+    void MakeConductor(const ProcMgr::Posix::HeartBeatSettings& hearts);
+    void WatchHearts(const ProcMgr::Posix::HeartBeatSettings& settings);
     void TellReady();
     void OnSignals();
     void OnDeadlines();

@@ -17,6 +17,8 @@ enum class DeadlineKind : uint8_t {
     LEFTOVERS,    ///< look again for what ended applications left behind
     STOP,         ///< of the daemon
     HEARTBEAT,    ///< look whether an owner's heart stopped
+    PULSE,        ///< tell owners that their applications' beats would reach them
+    REPORTS,      ///< listen to an application again that had told too much
 };
 
 using DeadlineKey = std::pair<DeadlineKind, AppKey>;

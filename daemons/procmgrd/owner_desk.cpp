@@ -83,6 +83,7 @@ void OwnerDesk::Open(ConnectionId id, const ProcMgr::TunorPeer& peer) {
     identity.groups = GroupsOf(peer.pid, peer.uid);
     owners_.Connect(peer.name, identity, id);
     hearts_.Came(peer.name, peer.pid);
+    AppBeat({peer.name, {}}, 0, 0);
     if (isBack) {
         PROCMGRD_LOG(kLogEvent, "owner %s is back as process %d of user %u; %zu applications were kept running",
                      peer.name.c_str(), peer.pid, peer.uid, conductor_.LiveAppsOf(peer.name).size());
@@ -267,6 +268,14 @@ void OwnerDesk::AppReport(const AppKey& key, pid_t pid, uint32_t appState) {
     const Owner* const found = owners_.Find(key.owner);
     if (found != nullptr && found->connection != 0) {
         server_->SendAppReport(found->connection, key.app, pid, appState);
+    }
+}
+
+void OwnerDesk::AppBeat(const AppKey& key, pid_t pid, gid_t gid) {
+    const Owner* const found = owners_.Find(key.owner);
+    if (found != nullptr && found->connection != 0) {
+        // One that the owner is too busy for is left out.
+        static_cast<void>(server_->SendAppBeat(found->connection, key.app, pid, gid));
     }
 }
 

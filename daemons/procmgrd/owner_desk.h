@@ -41,6 +41,7 @@ public:
     /// To the owner, if it is there.
     void Report(const std::string& owner, const ProcMgr::Message::AppStateInfo& report);
     void AppReport(const AppKey& key, pid_t pid, uint32_t appState);
+    void AppBeat(const AppKey& key, pid_t pid, gid_t gid);
 
     /// An application of this owner has no process any more.
     void Down(const std::string& owner);

@@ -62,7 +62,8 @@ ProcessHost::ProcessHost(EventLoop& loop, Deadlines& deadlines, ProcMgr::StateFi
       stateFile_(stateFile),
       settings_(std::move(settings)),
       soHostPath_(ProcMgr::FindSoHost()),
-      news_(std::move(news)) {
+      news_(std::move(news)),
+      hearts_(deadlines, settings_.heartBeatPeriod, news_.beat) {
 }
 
 ProcessHost::~ProcessHost() {
@@ -77,9 +78,10 @@ ProcessHost::~ProcessHost() {
 pid_t ProcessHost::Launch(const AppKey& key, const ApplicationManifest& manifest, const AppRequest& request,
                           const ProcMgr::OwnerIdentity& owner, ExitNote& why) {
     Process process;
-    if (manifest.GetIsReporting()) {
+    if (ProcMgr::TellsAboutItself(manifest)) {
         process.socket = MakeSocket(key);
     }
+    process.isSelfReporting = ProcMgr::IsSelfReporting(manifest);
     std::unique_ptr<ProcMgr::OutputPipe> output = MakeOutput(key);
     ProcMgr::LaunchRequest launch;
     launch.arguments = request.argv;
@@ -97,6 +99,9 @@ pid_t ProcessHost::Launch(const AppKey& key, const ApplicationManifest& manifest
                      key.owner.c_str(), key.app.c_str(), spec.uid, std::strerror(errno));
     }
     const pid_t pid = Execute(key, spec, std::move(process), why);
+    if (pid > 0 && manifest.GetHeartBeatSwitch()) {
+        hearts_.Came(key, pid, spec.gid);
+    }
     if (output) {
         output->CloseWriteEnd();
         WatchOutput(std::move(output));
@@ -109,6 +114,8 @@ bool ProcessHost::MakeSpec(const AppKey& key, const ApplicationManifest& manifes
     launch.instanceName = key.app;
     launch.ownerName = key.owner;
     launch.runDir = settings_.runDir;
+    launch.heartBeatPeriodMs = static_cast<uint32_t>(settings_.heartBeatPeriod.count());
+    launch.heartBeatMisses = settings_.heartBeatMisses;
     launch.soHostPath = soHostPath_;
     std::string refusal;
     if (ProcMgr::BuildLaunchSpec(manifest, launch, spec, refusal)) {
@@ -194,7 +201,11 @@ bool ProcessHost::Watch(const AppKey& key, const Process& process) {
     if (!loop_.Add(process.pidfd.Get(), [this, key] { NoteEnd(key); })) {
         return false;
     }
-    return !process.socket || loop_.Add(process.socket->Fd(), [this, key] { ReadSocket(key); });
+    return !process.socket || WatchSocket(key, process);
+}
+
+bool ProcessHost::WatchSocket(const AppKey& key, const Process& process) {
+    return loop_.Add(process.socket->Fd(), [this, key] { ReadSocket(key); });
 }
 
 void ProcessHost::Unwatch(const Process& process) {
@@ -239,10 +250,59 @@ void ProcessHost::DrainOutputs() {
 
 void ProcessHost::ReadSocket(const AppKey& key) {
     const auto found = processes_.find(key);
-    if (found != processes_.end() && found->second.socket) {
-        found->second.socket->Read(key.app, found->second.leader,
-                                   [&](uint32_t appState) { news_.reported(key, appState); });
+    if (found == processes_.end() || !found->second.socket) {
+        return;
     }
+    AppSocket& socket = *found->second.socket;
+    const auto take = [&](const AppNotice& notice) { TakeNotice(key, notice); };
+    if (!socket.Read({key.app, found->second.leader}, take)) {
+        loop_.Remove(socket.Fd());
+        deadlines_.Arm(DeadlineKind::REPORTS, key, static_cast<uint32_t>(AppSocket::kShareTime.count()));
+    }
+}
+
+void ProcessHost::OnDeadline(const DeadlineKey& deadline) {
+    if (deadline.first == DeadlineKind::PULSE) {
+        hearts_.Pulse();
+        return;
+    }
+    const auto found = processes_.find(deadline.second);
+    const bool isReports = deadline.first == DeadlineKind::REPORTS;
+    if (isReports && found != processes_.end() && !WatchSocket(deadline.second, found->second)) {
+        PROCMGRD_LOG(kLogError, "owner %s: application %s can't report any more: %s", deadline.second.owner.c_str(),
+                     deadline.second.app.c_str(), std::strerror(errno));
+    }
+}
+
+void ProcessHost::TakeNotice(const AppKey& key, const AppNotice& notice) {
+    Process& process = processes_.at(key);
+    if (notice.status && *notice.status != process.status) {
+        process.status = *notice.status;
+        PROCMGRD_LOG(kLogInfo, "owner %s: application %s (pid %d) says: %s", key.owner.c_str(), key.app.c_str(),
+                     process.leader.pid, process.status.c_str());
+    }
+    if (notice.isBeat) {
+        hearts_.Beat(key, Clock::now());
+    }
+    if (notice.appState) {
+        TakeState(key, *notice.appState);
+    }
+}
+
+// What it said before is known already.
+void ProcessHost::TakeState(const AppKey& key, uint32_t appState) {
+    Process& process = processes_.at(key);
+    if (std::exchange(process.appState, appState) == appState) {
+        return;
+    }
+    if (process.isSelfReporting) {
+        news_.reported(key, appState);
+        return;
+    }
+    PROCMGRD_LOG(kLogInfo,
+                 "owner %s: application %s says that it is %s; nobody waits for that, since its manifest has no "
+                 "is_reporting",
+                 key.owner.c_str(), key.app.c_str(), appState == 0 ? "ready" : "stopping");
 }
 
 void ProcessHost::TermTree(const AppKey& key) {
@@ -387,8 +447,17 @@ bool ProcessHost::IsOutOfPatience(const Process& process) {
 }
 
 void ProcessHost::Finish(const AppKey& key) {
-    ReadSocket(key);
     const auto found = processes_.find(key);
+    if (found->second.socket) {
+        found->second.socket->ReadRest({key.app, found->second.leader},
+                                       [&](const AppNotice& notice) { TakeNotice(key, notice); });
+        deadlines_.Disarm(DeadlineKind::REPORTS, key);
+    }
+    hearts_.Gone(key);
+    if (!found->second.status.empty()) {
+        PROCMGRD_LOG(kLogInfo, "owner %s: application %s ended; the last that it said: %s", key.owner.c_str(),
+                     key.app.c_str(), found->second.status.c_str());
+    }
     Process process = std::move(found->second);
     processes_.erase(found);
     ended_.erase(key);

@@ -19,10 +19,12 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
 
+#include "daemons/procmgrd/app_hearts.h"
 #include "daemons/procmgrd/app_socket.h"
 #include "daemons/procmgrd/deadlines.h"
 #include "daemons/procmgrd/event_loop.h"
@@ -42,12 +44,16 @@ struct ProcessHostSettings {
     std::string appSocketDir;  ///< exists
     std::string logDir;        ///< exists, or empty
     rlimit fileLimit{};        ///< what an application gets; the daemon has raised its own
+    std::chrono::milliseconds heartBeatPeriod{1000};
+    uint32_t heartBeatMisses = 3;
 };
 
 /// Told from EndTurn() and from handlers of the loop.
 struct ProcessHostNews {
     std::function<void(const AppKey& key, ExitStatus status)> exited;
     std::function<void(const AppKey& key, uint32_t appState)> reported;
+    /// For the owner's heartbeat library, if the owner is there. Without an application's name: our own beat.
+    std::function<void(const AppKey& key, pid_t pid, gid_t gid)> beat;
 };
 
 class ProcessHost {
@@ -74,6 +80,9 @@ public:
     /// A child of ours may have ended.
     void NoteChildNews() { hasChildNews_ = true; }
 
+    /// The deadlines PULSE and REPORTS.
+    void OnDeadline(const DeadlineKey& deadline);
+
     /// To be called after each turn of the loop, and when the deadline LEFTOVERS passed.
     void EndTurn();
 
@@ -95,6 +104,9 @@ private:
         ProcMgr::ProcessId leader;
         ProcMgr::UniqueFd pidfd;
         std::unique_ptr<AppSocket> socket;
+        bool isSelfReporting = false;
+        std::optional<uint32_t> appState;  ///< what it last told of it
+        std::string status;
         bool wasToldToEnd = false;
         bool hasEnded = false;  ///< the first process; what it left behind may still live
         Clock::time_point endedAt;
@@ -112,7 +124,10 @@ private:
     void WatchOutput(std::unique_ptr<ProcMgr::OutputPipe> output);
     void Unwatch(const Process& process);
     void Abandon(const Process& process);
+    bool WatchSocket(const AppKey& key, const Process& process);
     void ReadSocket(const AppKey& key);
+    void TakeNotice(const AppKey& key, const AppNotice& notice);
+    void TakeState(const AppKey& key, uint32_t appState);
     ProcMgr::TreeRoot RootOf(const AppKey& key, const Process& process) const;
     static void BeginKilling(Process& process);
 
@@ -131,6 +146,7 @@ private:
     const ProcessHostSettings settings_;
     const std::string soHostPath_;
     const ProcessHostNews news_;
+    AppHearts hearts_;
 
     std::map<AppKey, Process> processes_;
     std::set<pid_t> leaders_;

@@ -66,7 +66,7 @@ TEST(AppNotice, TakesNothingThatOnlyLooksAlike) {
 }
 
 TEST(AppNotice, WritesControlCharactersOfAStatusOut) {
-    EXPECT_EQ(Read(std::string_view("STATUS=a\x1b[2J\tb\x7f\0c", 16)).status, "a\\x1b[2J\\x09b\\x7f\\x00c");
+    EXPECT_EQ(Read(std::string_view("STATUS=a\x1b[2J\tb\x7f\0c", 17)).status, "a\\x1b[2J\\x09b\\x7f\\x00c");
     EXPECT_EQ(Read("STATUS=\xc3\xa4").status, "\xc3\xa4") << "other bytes stay";
 }
 

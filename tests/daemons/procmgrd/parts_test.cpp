@@ -5,7 +5,6 @@
 #include <cerrno>
 #include <string>
 
-#include "daemons/procmgrd/app_socket.h"
 #include "daemons/procmgrd/conductor.h"
 #include "daemons/procmgrd/deadline_queue.h"
 #include "daemons/procmgrd/event_loop.h"
@@ -73,17 +72,6 @@ TEST(OwnerTable, RefusesASecondLiveOneAndAnotherUser) {
     EXPECT_EQ(table.Admit("group", 6), EACCES);
     table.Erase("group");
     EXPECT_EQ(table.Admit("group", 6), 0);
-}
-
-TEST(AppDatagram, IsOneOfTwoTexts) {
-    uint32_t state = 9;
-    EXPECT_TRUE(ReadAppDatagram("procmgr 1 on", state));
-    EXPECT_EQ(state, 0U);
-    EXPECT_TRUE(ReadAppDatagram("procmgr 1 off", state));
-    EXPECT_EQ(state, 1U);
-    for (const char* text : {"", "procmgr 1", "procmgr 2 on", "procmgr 1 on\n", "procmgr 1 offs", "on"}) {
-        EXPECT_FALSE(ReadAppDatagram(text, state)) << text;
-    }
 }
 
 TEST(WhyLaunchFailed, GivesEachFailureItsReason) {
