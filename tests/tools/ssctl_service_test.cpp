@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <functional>
+#include <fstream>
 #include <mutex>
 #include <sstream>
 #include <thread>
@@ -184,16 +184,44 @@ TEST_F(SsctlService, ThatTellsNoEventsIsNotThere) {
                                  " another with --queue and --run-dir.\n");
 }
 
-TEST_F(SsctlService, WithRulesRefusesOtherUsers) {
-    if (geteuid() != 0) {
-        GTEST_SKIP() << "only root can run ssctl as another user";
+class SsctlOtherUser : public SsctlService {
+protected:
+    void SetUp() override {
+        SsctlService::SetUp();
+        if (geteuid() != 0) {
+            GTEST_SKIP() << "only root can run ssctl as another user";
+        }
+        std::filesystem::permissions(Folder(), std::filesystem::perms(0755));
     }
+
+    /// What it comes to for a user that is nobody's.
+    SsctlResult AsNobody(const std::string& command) const {
+        ChildProcess child({"/usr/bin/setpriv", "--reuid=65534", "--regid=65534", "--clear-groups", Program(), command},
+                           environment_);
+        SsctlResult run;
+        run.exitCode = child.WaitForExit();
+        run.output = child.Output();
+        return run;
+    }
+};
+
+TEST_F(SsctlOtherUser, MayDoNothingWithoutARule) {
     ASSERT_NO_FATAL_FAILURE(Serve());
     AnswerWith("1");
-    const std::vector<std::string> asNobody = {"/usr/bin/setpriv", "--reuid=65534", "--regid=65534",
-                                               "--clear-groups",   Program(),       "stop-all"};
-    std::filesystem::permissions(Folder(), std::filesystem::perms(0755));
-    ChildProcess child(asNobody, environment_);
-    EXPECT_EQ(child.WaitForExit(), 1) << child.Output();
-    EXPECT_THAT(child.Output(), StartsWith("ssctl: you may not do that with 'grp_owner'"));
+    const SsctlResult run = AsNobody("stop-all");
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_EQ(run.output,
+              "ssctl: you may not do that with 'grp_owner': uid 65534 is not granted it.\n"
+              "       Run it as the user of the group owner or as root, or have the owner's rule file (its"
+              " PROCMGR_SS_RULES) grant it.\n");
+}
+
+TEST_F(SsctlOtherUser, MayDoWhatARuleGrants) {
+    std::ofstream(Folder() + "/rules") << "allow uid 65534 look\n";
+    ASSERT_EQ(setenv("PROCMGR_SS_RULES", (Folder() + "/rules").c_str(), 1), 0);
+    ASSERT_NO_FATAL_FAILURE(Serve());
+    AnswerWith("1#a#");
+    EXPECT_EQ(AsNobody("list").output, "APPLICATION\na\n");
+    EXPECT_EQ(AsNobody("stop-all").exitCode, 1);
+    EXPECT_EQ(AsNobody("reload").exitCode, 1);
 }

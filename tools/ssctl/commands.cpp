@@ -246,8 +246,10 @@ Outcome ComplainOfDelivery(const CommandLine& line, const Reply& reply) {
                             "The request may have been carried out in part: start the owner again, then look with"
                             " 'ssctl state'.");
         case Delivery::DENIED:
-            return Complain(Fault::DENIED, "you may not do that with " + resource + detail,
-                            "The access rules of the resource bus say who may look, change and stop.");
+            return Complain(
+                Fault::DENIED, "you may not do that with " + resource + detail,
+                "Run it as the user of the group owner or as root, or have the owner's rule file (its PROCMGR_SS_RULES) grant"
+                " it.");
         case Delivery::TIMED_OUT:
             return Complain(Fault::TIMED_OUT,
                             "no answer from " + resource + " within " + std::to_string(WaitMs(line)) + " ms" + detail,

@@ -1,5 +1,7 @@
 #include "tools/ssctl/connection.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -68,7 +70,8 @@ Delivery DeliveryOf(int error, std::string& detail) {
         detail = std::generic_category().message(-error);
         return Delivery::FAILED;
     }
-    detail = row->detail;
+    detail =
+        row->delivery == Delivery::DENIED ? "uid " + std::to_string(geteuid()) + " is not granted it" : row->detail;
     return row->delivery;
 }
 
