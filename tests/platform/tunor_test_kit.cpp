@@ -34,10 +34,9 @@ Log& TheLog() {
     return log;
 }
 
-sockaddr_un AddressIn(const std::string& runDir) {
+sockaddr_un AddressOf(const std::string& path) {
     sockaddr_un address = {};
     address.sun_family = AF_UNIX;
-    const std::string path = runDir + "/PROCMGR.sock";
     std::memcpy(address.sun_path, path.data(), std::min(path.size(), sizeof(address.sun_path) - 1));
     return address;
 }
@@ -111,8 +110,12 @@ bool WaitReadable(int fd, int timeoutMs) {
 }
 
 RawSocket RawSocket::Connect(const std::string& runDir) {
+    return ConnectTo(runDir + "/PROCMGR.sock");
+}
+
+RawSocket RawSocket::ConnectTo(const std::string& path) {
     RawSocket socket(MakeSocket());
-    const sockaddr_un address = AddressIn(runDir);
+    const sockaddr_un address = AddressOf(path);
     if (::connect(socket.Fd(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0) {
         return {};
     }
@@ -120,8 +123,12 @@ RawSocket RawSocket::Connect(const std::string& runDir) {
 }
 
 RawSocket RawSocket::Listen(const std::string& runDir) {
+    return ListenOn(runDir + "/PROCMGR.sock");
+}
+
+RawSocket RawSocket::ListenOn(const std::string& path) {
     RawSocket socket(MakeSocket());
-    const sockaddr_un address = AddressIn(runDir);
+    const sockaddr_un address = AddressOf(path);
     if (::bind(socket.Fd(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0 ||
         ::listen(socket.Fd(), 8) != 0) {
         return {};
@@ -318,7 +325,7 @@ void EnableSyslogState(void) {
 }
 
 int CheckLogLevel(uint32_t moduleId, int32_t level) {
-    return moduleId == 28 && level >= 0 ? 1 : 0;
+    return (moduleId == 28 || moduleId == 29) && level >= 0 ? 1 : 0;
 }
 
 void KmonRecord(uint32_t, int32_t level, const char* format, ...) {

@@ -71,6 +71,9 @@ public:
     static RawSocket Connect(const std::string& runDir);
     /// Listens there.
     static RawSocket Listen(const std::string& runDir);
+    /// The same for any path.
+    static RawSocket ConnectTo(const std::string& path);
+    static RawSocket ListenOn(const std::string& path);
 
     RawSocket() = default;
     explicit RawSocket(ProcMgr::UniqueFd fd) : fd_(std::move(fd)) {}

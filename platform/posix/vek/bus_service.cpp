@@ -207,15 +207,9 @@ const char* BusService::TakeQueue(BusFile& file, const VekFrameHead& head) {
         return "it asked for its queue before that was open";
     }
     file.isRead = true;
-    Send(file, {VEK_QUEUE | VEK_ANSWER, head.cmd, 0, 0}, nullptr);
-    if (file.socket == nullptr) {
-        return nullptr;
-    }
-    if (file.queue->Start(file.socket) != 0) {
-        return "its pool cannot be sent";
-    }
-    __atomic_store_n(&file.queueRecord.queueHandle, file.queueHandle, __ATOMIC_RELEASE);
-    return nullptr;
+    const VekFrameHead answer = {VEK_QUEUE | VEK_ANSWER, head.cmd, 0, 0};
+    const int error = file.queue->Start(file.socket, answer, file.queueRecord, file.queueHandle);
+    return error == 0 ? nullptr : "its queue cannot be sent";
 }
 
 const char* BusService::TakeReturn(BusFile& file, const VekFrameHead& head, const char* payload) {

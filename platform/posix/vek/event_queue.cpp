@@ -7,10 +7,14 @@
 
 namespace ProcMgr {
 
-int EventQueue::Start(std::shared_ptr<const UniqueFd> socket) {
+int EventQueue::Start(std::shared_ptr<const UniqueFd> socket, const VekFrameHead& answer, VekQfsMgrFile& record,
+                      VEKQueueHandle handle) {
     const std::lock_guard<std::mutex> lock(mutex_);
     socket_ = std::move(socket);
-    return pool_ == nullptr ? 0 : AnnouncePool();
+    // Whoever has the answer may count on the handle.
+    __atomic_store_n(&record.queueHandle, handle, __ATOMIC_RELEASE);
+    const int error = SendBusFrame(socket_->Get(), answer, nullptr);
+    return error != 0 || pool_ == nullptr ? error : AnnouncePool();
 }
 
 void EventQueue::Close() {

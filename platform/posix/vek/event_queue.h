@@ -8,8 +8,10 @@
 #include <memory>
 #include <mutex>
 
+#include "platform/include/vek.h"
 #include "platform/posix/common_posix/unique_fd.h"
 #include "platform/posix/vek/shm_pool.h"
+#include "platform/posix/vek/vek_frame.h"
 
 namespace ProcMgr {
 
@@ -17,8 +19,10 @@ class EventQueue {
 public:
     static constexpr uint32_t kEventsMax = 64;
 
-    /// The client begins to read; announces the pool, if there is one. Returns 0 or a negative errno.
-    [[nodiscard]] int Start(std::shared_ptr<const UniqueFd> socket);
+    /// The client begins to read: shows the handle in the record, sends the answer to the client and announces the
+    /// pool, if there is one. No event comes in between. Returns 0 or a negative errno.
+    [[nodiscard]] int Start(std::shared_ptr<const UniqueFd> socket, const VekFrameHead& answer, VekQfsMgrFile& record,
+                            VEKQueueHandle handle);
     /// The client is gone; what it has stays as it is.
     void Close();
 

@@ -40,10 +40,8 @@ int64_t CallRead(const ServiceEntry& entry, BusFile& file, BusWork& work) {
     long offset = 0;
     std::memcpy(&offset, work.payload.data(), sizeof(offset));
     work.payload.resize(sizeof(offset) + work.head.cmd);
-    const long result = entry.ops.read(&file.record, work.payload.data() + sizeof(offset), work.head.cmd, &offset);
-    if (result > static_cast<long>(work.head.cmd)) {
-        return -EIO;
-    }
+    long result = entry.ops.read(&file.record, work.payload.data() + sizeof(offset), work.head.cmd, &offset);
+    result = result > static_cast<long>(work.head.cmd) ? -EIO : result;
     std::memcpy(work.payload.data(), &offset, sizeof(offset));
     work.payload.resize(sizeof(offset) + static_cast<size_t>(result > 0 ? result : 0));
     return result;
