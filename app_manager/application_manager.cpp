@@ -1206,10 +1206,7 @@ void ApplicationManager::NoteCameUp(const std::string& name) {
 // Restart.
 
 bool ApplicationManager::RestartApps(const std::vector<AppInfoForServer>& list) {
-    {
-        const std::lock_guard<std::mutex> lock(restartAppInfo_.mutex);
-        RestartPlan::Open(restartAppInfo_, NamesOf(list));
-    }
+    OpenRestartRun(list);
     const std::chrono::milliseconds wait = EffectiveWait(changeAppTimeout_);
     std::vector<RestartCommand> commands;
     for (const AppInfoForServer& app : list) {
@@ -1228,6 +1225,22 @@ bool ApplicationManager::RestartApps(const std::vector<AppInfoForServer>& list) 
     }
     GRP_OWNER_LOG(kError, "RestartApps failed time-out");
     return false;
+}
+
+// A report is offered after its section, so the report of an earlier start may arrive when the run is open. It must not
+// pass for the outcome of a restart that was not even sent.
+void ApplicationManager::OpenRestartRun(const std::vector<AppInfoForServer>& list) {
+    {
+        const std::lock_guard<std::mutex> lock(restartAppInfo_.mutex);
+        RestartPlan::Open(restartAppInfo_, NamesOf(list));
+    }
+    uint64_t newest = 0;
+    {
+        const std::lock_guard<std::mutex> lock(appMutex_);
+        newest = reports_;
+    }
+    const std::lock_guard<std::mutex> lock(restartAppInfo_.mutex);
+    RestartPlan::HeedFrom(restartAppInfo_, newest);
 }
 
 void ApplicationManager::RestartOneApp(const AppInfoForServer& app, std::vector<RestartCommand>& commands) {
@@ -1357,14 +1370,14 @@ void ApplicationManager::MarkLeftAppToRestartFailed() {
     }
 }
 
-void ApplicationManager::ReportRestartAppResult(const std::string& name, AppChangeState state) {
+void ApplicationManager::ReportRestartAppResult(const std::string& name, AppChangeState state, uint64_t report) {
     GRP_OWNER_LOG(kInfo, "ApplicationManager: ReportRestartAppResult appName=%s,status=%s.", name.c_str(),
                   StateName(state).c_str());
     RestartPlan::Settlement settlement = RestartPlan::Settlement::IGNORED;
     AppChangeState stored = state;
     {
         const std::lock_guard<std::mutex> lock(restartAppInfo_.mutex);
-        settlement = RestartPlan::Settle(restartAppInfo_, name, state, stored);
+        settlement = RestartPlan::Settle(restartAppInfo_, name, state, report, stored);
     }
     if (settlement == RestartPlan::Settlement::TAKEN) {
         restartAppInfo_.condition.notify_all();
@@ -1377,7 +1390,8 @@ void ApplicationManager::ReportRestartAppResult(const std::string& name, AppChan
     }
 }
 
-void ApplicationManager::ReportAppResult(const std::string& name, AppChangeState state, AppStateType stateType) {
+void ApplicationManager::ReportAppResult(const std::string& name, AppChangeState state, AppStateType stateType,
+                                         uint64_t report) {
     if (state == AppChangeState::PROCESSING) {
         return;
     }
@@ -1385,7 +1399,7 @@ void ApplicationManager::ReportAppResult(const std::string& name, AppChangeState
         case AppStateType::INIT_STATE:
         case AppStateType::WAIT_READY_STATE:
             ReportStartAppResult(name, state);
-            ReportRestartAppResult(name, state);
+            ReportRestartAppResult(name, state, report);
             return;
         case AppStateType::TERMINATING_STATE:
             ReportTermAppResult(name, state);
@@ -1561,6 +1575,7 @@ void ApplicationManager::ForwardReport(const std::string& name, Report report) {
     std::string appName;
     AppChangeState result = AppChangeState::PROCESSING;
     AppStateType previous = AppStateType::INIT_STATE;
+    uint64_t number = 0;
     {
         // One section with the look-up: a reload in between would let the report go to a record that is gone.
         const std::lock_guard<std::mutex> lock(appMutex_);
@@ -1570,8 +1585,9 @@ void ApplicationManager::ForwardReport(const std::string& name, Report report) {
         }
         result = report(*app, previous);
         appName = app->GetAppName();
+        number = ++reports_;
     }
-    ReportAppResult(appName, result, previous);
+    ReportAppResult(appName, result, previous, number);
 }
 
 void ApplicationManager::ReportRunningNormalStartFromProcMgr(const std::string& name, uint32_t pid) {

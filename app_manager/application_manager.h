@@ -120,10 +120,12 @@ public:
     /// Result entries. A result for a name that no run waits for is logged or ignored.
     void ReportStartAppResult(const std::string& name, AppChangeState state);
     void ReportTermAppResult(const std::string& name, AppChangeState state);
-    void ReportRestartAppResult(const std::string& name, AppChangeState state);
+    void ReportRestartAppResult(const std::string& name, AppChangeState state, uint64_t report = kNewestReport);
 
     /// Offers `state` to the runs that can wait for it, given the state in which the report met the application.
-    void ReportAppResult(const std::string& name, AppChangeState state, AppStateType stateType);
+    /// `report` is the number of that report.
+    void ReportAppResult(const std::string& name, AppChangeState state, AppStateType stateType,
+                         uint64_t report = kNewestReport);
 
     // Queries.
 
@@ -248,6 +250,7 @@ private:
 
     // Restart.
     bool RestartApps(const std::vector<AppInfoForServer>& list);
+    void OpenRestartRun(const std::vector<AppInfoForServer>& list);
     void RestartOneApp(const AppInfoForServer& app, std::vector<RestartCommand>& commands);
     RestartDecision DecideRestart(const AppInfoForServer& app);
     void SendRestart(const std::vector<RestartCommand>& commands);
@@ -285,6 +288,7 @@ private:
     // Guarded by appMutex_.
     bool isTransitionFinished_ = true;
     bool isReloading_ = false;
+    uint64_t reports_ = 0;  ///< number of reports that met an application
 
     // Safe by themselves.
     std::atomic<int32_t> changeAppTimeout_{0};  ///< ms

@@ -18,6 +18,10 @@
 
 namespace ProcMgr {
 
+/// Number of a report in the order in which reports met the applications. What is no report but the run's own finding
+/// is newer than all of them.
+inline constexpr uint64_t kNewestReport = UINT64_MAX;
+
 /// Results of a run by application name.
 using ChangeResults = std::map<std::string, AppChangeState>;
 
@@ -62,7 +66,8 @@ struct RestartAppResultInfo {
     std::condition_variable condition;
     int32_t timeout = 0;  ///< ms, read by nobody
     bool isComplete = false;
-    size_t unsettled = 0;  ///< number of results that keep the run from being complete
+    size_t unsettled = 0;    ///< number of results that keep the run from being complete
+    uint64_t staleUpTo = 0;  ///< reports up to this number speak of what was before the run
 };
 
 }  // namespace ProcMgr

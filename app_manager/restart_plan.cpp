@@ -15,6 +15,7 @@ void Reset(RestartAppResultInfo& info) {
     info.results.clear();
     info.unsettled = 0;
     info.isComplete = false;
+    info.staleUpTo = 0;
 }
 
 void Open(RestartAppResultInfo& info, const std::vector<std::string>& names) {
@@ -23,11 +24,17 @@ void Open(RestartAppResultInfo& info, const std::vector<std::string>& names) {
     }
     info.unsettled = info.results.size();
     info.isComplete = false;
+    info.staleUpTo = kNewestReport;
 }
 
-Settlement Settle(RestartAppResultInfo& info, const std::string& name, AppChangeState state, AppChangeState& stored) {
+void HeedFrom(RestartAppResultInfo& info, uint64_t report) {
+    info.staleUpTo = report;
+}
+
+Settlement Settle(RestartAppResultInfo& info, const std::string& name, AppChangeState state, uint64_t report,
+                  AppChangeState& stored) {
     const auto result = info.results.find(name);
-    if (result == info.results.end()) {
+    if (result == info.results.end() || report <= info.staleUpTo) {
         return Settlement::IGNORED;
     }
     if (result->second != AppChangeState::INIT) {

@@ -32,6 +32,17 @@ TEST_F(RestartPhase, NeverStartedApplicationIsStarted) {
     EXPECT_EQ(StateOf("a"), AppStateType::RUNNING_STATE);
 }
 
+TEST_F(RestartPhase, IsNotSettledByTheLateOfferOfAReportFromBeforeIt) {
+    Load({Manifest("a")});
+    BringUp({"a"});
+    processManager_.Ignore("RESTART", "a");
+    constexpr uint64_t kReportOfTheStart = 1;
+    processManager_.Then([this] {
+        manager_.ReportAppResult("a", AppChangeState::SUCCESS, AppStateType::WAIT_READY_STATE, kReportOfTheStart);
+    });
+    EXPECT_EQ(Restart({"a"}), "false a=RESTART_FAILED");
+}
+
 TEST_F(RestartPhase, UnknownNameFailsAtOnceAndTheNextChangeIsAccepted) {
     Load({Manifest("a")});
     EXPECT_EQ(Restart({"ghost"}), "false ghost=RESTART_FAILED");
