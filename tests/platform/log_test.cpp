@@ -164,6 +164,12 @@ TEST(CheckLogLevel, EnablesInformationAndAboveByDefault) {
     EXPECT_THAT(EnabledLevels(), ElementsAre(1, 2, 3, 16));
 }
 
+TEST(CheckLogLevel, KeepsErrnoAlsoWhenItOpensTheLog) {
+    errno = EXDEV;
+    EXPECT_EQ(CheckLogLevel(27, 1), 1);
+    EXPECT_EQ(errno, EXDEV);
+}
+
 class CheckLogLevelOf : public testing::TestWithParam<std::pair<const char*, std::vector<int32_t>>> {};
 
 TEST_P(CheckLogLevelOf, EnablesTheThresholdAndAboveAndEventsAlwaysButWhenOff) {

@@ -101,11 +101,15 @@ extern "C" void EnableSyslogState(void) {
 }
 
 extern "C" int CheckLogLevel(uint32_t /*moduleId*/, int32_t level) {
+    // The first question opens the log; the line that follows may be about the caller's errno.
+    const int callersErrno = errno;
+    int isEnabled = 0;
     try {
-        return TheLog().IsEnabled(level) ? 1 : 0;
+        isEnabled = TheLog().IsEnabled(level) ? 1 : 0;
     } catch (...) {
-        return 0;
     }
+    errno = callersErrno;
+    return isEnabled;
 }
 
 extern "C" void KmonRecord(uint32_t /*moduleId*/, int32_t level, const char* format, ...) {
