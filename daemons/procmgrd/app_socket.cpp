@@ -84,7 +84,7 @@ bool AppSocket::Open(const std::string& path) {
 
 bool AppSocket::GiveTo(uid_t uid, gid_t gid) {
     uid_ = uid;
-    return geteuid() == uid || chown(path_.c_str(), uid, gid) == 0;
+    return geteuid() == uid || lchown(path_.c_str(), uid, gid) == 0;
 }
 
 bool AppSocket::Read(const AppSender& app, const Take& take) {
@@ -112,9 +112,10 @@ bool AppSocket::ReadOne(const AppSender& app, const Take& take) const {
     }
     const AppNotice notice = ReadAppNotice(std::string_view(datagram.bytes.data(), datagram.size), datagram.isWhole);
     if (!MaySpeakFor(app, datagram.sender)) {
-        PROCMGRD_LOG(kLogWarn,
-                     "application %s: refused a report from process %d of user %u, which does not belong to it",
-                     app.name.c_str(), datagram.sender.pid, datagram.sender.uid);
+        PROCMGRD_LOG(
+            kLogWarn,
+            "application %s: refused a report from process %d of user %u, which does not belong to it or has ended",
+            app.name.c_str(), datagram.sender.pid, datagram.sender.uid);
     } else if (!notice.isUnderstood) {
         PROCMGRD_LOG(kLogWarn, "application %s: dropped a report of %zu bytes from process %d that says nothing",
                      app.name.c_str(), datagram.size, datagram.sender.pid);

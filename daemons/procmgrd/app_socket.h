@@ -23,7 +23,7 @@
 
 #include "daemons/procmgrd/app_notice.h"
 #include "daemons/procmgrd/launch/process_tree.h"
-#include "daemons/procmgrd/launch/unique_fd.h"
+#include "platform/posix/common_posix/unique_fd.h"
 
 namespace Procmgrd {
 

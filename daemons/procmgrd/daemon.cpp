@@ -13,20 +13,16 @@
 #include <system_error>
 
 #include "daemons/procmgrd/daemon_log.h"
+#include "daemons/procmgrd/safe_folder.h"
+#include "platform/posix/common_posix/packet_listener.h"
 #include "platform/posix/log/environment.h"
 
 namespace Procmgrd {
 namespace {
 
 constexpr std::array<int, 3> kStopSignals = {SIGTERM, SIGINT, SIGHUP};
-
-bool MakeFolder(const std::string& path, mode_t mode) {
-    if (mkdir(path.c_str(), mode) == 0) {
-        return chmod(path.c_str(), mode) == 0;
-    }
-    struct stat info {};
-    return errno == EEXIST && stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
-}
+constexpr mode_t kListable = S_IRWXU | S_IRGRP | S_IXGRP | S_IROTH | S_IXOTH;
+constexpr mode_t kPassable = S_IRWXU | S_IXGRP | S_IXOTH;
 
 /// Those that a daemon which was killed has left.
 void RemoveOldAddresses(const std::string& folder) {
@@ -77,20 +73,30 @@ bool Daemon::Begin() {
     return MakeFolders() && EndLeftovers() && Listen();
 }
 
+// The run folder comes first: as long as others could write it, nothing below it is to be believed.
 bool Daemon::MakeFolders() {
-    constexpr mode_t kListable = S_IRWXU | S_IRGRP | S_IXGRP | S_IROTH | S_IXOTH;
-    constexpr mode_t kPassable = S_IRWXU | S_IXGRP | S_IXOTH;
-    const std::string appDir = options_.runDir + "/app";
-    for (const auto& [path, mode] : {std::pair(options_.runDir, kListable), std::pair(appDir, kPassable)}) {
-        if (!MakeFolder(path, mode)) {
-            PROCMGRD_LOG(kLogError, "can't make the folder %s: %s; choose another with --run-dir", path.c_str(),
-                         std::strerror(errno));
-            return false;
-        }
+    if (mkdir(options_.runDir.c_str(), kListable) == 0) {
+        // Owners of other users find their way in, whatever the umask is.
+        static_cast<void>(chmod(options_.runDir.c_str(), kListable));
     }
-    if (!options_.logDir.empty() && !MakeFolder(options_.logDir, kListable)) {
-        PROCMGRD_LOG(kLogError, "can't make the folder %s: %s; choose another with --log-dir", options_.logDir.c_str(),
-                     std::strerror(errno));
+    std::string error;
+    if (ProcMgr::PrepareRunDirectory(options_.runDir, error) != 0) {
+        PROCMGRD_LOG(kLogError, "can't begin: %s; choose another with --run-dir", error.c_str());
+        return false;
+    }
+    const std::string appDir = options_.runDir + "/app";
+    if (!MakeSafeFolder(appDir, kPassable)) {
+        PROCMGRD_LOG(kLogError,
+                     "can't use the folder %s: %s; it must be no link, belong to the daemon's user and be writable by "
+                     "nobody else",
+                     appDir.c_str(), std::strerror(errno));
+        return false;
+    }
+    if (!options_.logDir.empty() && !MakeSafeFolder(options_.logDir, kListable)) {
+        PROCMGRD_LOG(kLogError,
+                     "can't use the folder %s: %s; it must be no link, belong to the daemon's user and be writable by "
+                     "nobody else, or choose another with --log-dir",
+                     options_.logDir.c_str(), std::strerror(errno));
         return false;
     }
     return true;

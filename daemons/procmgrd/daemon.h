@@ -15,10 +15,10 @@
 #include "daemons/procmgrd/deadlines.h"
 #include "daemons/procmgrd/event_loop.h"
 #include "daemons/procmgrd/launch/state_file.h"
-#include "daemons/procmgrd/launch/unique_fd.h"
 #include "daemons/procmgrd/options.h"
 #include "daemons/procmgrd/owner_desk.h"
 #include "daemons/procmgrd/owner_hearts.h"
+#include "platform/posix/common_posix/unique_fd.h"
 
 namespace Procmgrd {
 

@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "daemons/procmgrd/deadline_queue.h"
-#include "daemons/procmgrd/launch/unique_fd.h"
 #include "daemons/procmgrd/supervisor.h"
+#include "platform/posix/common_posix/unique_fd.h"
 
 namespace Procmgrd {
 

@@ -6,7 +6,7 @@
 #include <functional>
 #include <map>
 
-#include "daemons/procmgrd/launch/unique_fd.h"
+#include "platform/posix/common_posix/unique_fd.h"
 
 namespace Procmgrd {
 

@@ -33,9 +33,9 @@
 #include "daemons/procmgrd/launch/output_log.h"
 #include "daemons/procmgrd/launch/process_tree.h"
 #include "daemons/procmgrd/launch/state_file.h"
-#include "daemons/procmgrd/launch/unique_fd.h"
 #include "daemons/procmgrd/supervisor.h"
 #include "platform/include/application_manifest.h"
+#include "platform/posix/common_posix/unique_fd.h"
 
 namespace Procmgrd {
 

@@ -17,7 +17,7 @@
 
 #include "daemons/procmgrd/launch/launch_spec.h"
 #include "daemons/procmgrd/launch/process_tree.h"
-#include "daemons/procmgrd/launch/unique_fd.h"
+#include "platform/posix/common_posix/unique_fd.h"
 
 namespace ProcMgr {
 

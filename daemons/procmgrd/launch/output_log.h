@@ -18,7 +18,7 @@
 #include <string>
 #include <string_view>
 
-#include "daemons/procmgrd/launch/unique_fd.h"
+#include "platform/posix/common_posix/unique_fd.h"
 
 namespace ProcMgr {
 

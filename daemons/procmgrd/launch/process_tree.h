@@ -24,7 +24,7 @@
 #include <string>
 #include <vector>
 
-#include "daemons/procmgrd/launch/unique_fd.h"
+#include "platform/posix/common_posix/unique_fd.h"
 
 namespace ProcMgr {
 

@@ -16,7 +16,7 @@
 #include <vector>
 
 #include "daemons/procmgrd/launch/process_tree.h"
-#include "daemons/procmgrd/launch/unique_fd.h"
+#include "platform/posix/common_posix/unique_fd.h"
 
 namespace ProcMgr {
 

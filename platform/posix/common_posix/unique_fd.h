@@ -20,7 +20,8 @@ public:
     ~UniqueFd() { Reset(); }
 
     int Get() const { return fd_; }
-    explicit operator bool() const { return fd_ >= 0; }
+    bool IsOpen() const { return fd_ >= 0; }
+    explicit operator bool() const { return IsOpen(); }
 
     void Reset(int fd = -1) {
         if (fd_ >= 0 && fd_ != fd) {

@@ -123,6 +123,33 @@ TEST_F(TheDaemon, RefusesARunFolderThatAnotherOneUses) {
     StartAndWait(*owner, "base");
 }
 
+TEST_F(TheDaemon, BelievesNothingThatLiesInARunFolderThatOthersMayWrite) {
+    std::filesystem::create_directories(RunDir() + "/app");
+    std::ofstream(RunDir() + "/procmgrd.state") << "procmgr-state 1 x\n";
+    std::filesystem::permissions(RunDir(), std::filesystem::perms::all);
+    ChildProcess daemon({PROCMGRD_PATH, "--run-dir", RunDir()}, {});
+    EXPECT_NE(daemon.WaitForLine("belongs to another user or is writable by others"), "");
+    EXPECT_EQ(daemon.WaitForExit(), 1);
+    EXPECT_FALSE(std::filesystem::exists(RunDir() + "/procmgrd.state.lock"));
+}
+
+TEST_F(TheDaemon, RefusesALinkInPlaceOfItsFolderOfAddresses) {
+    std::filesystem::create_directories(Folder() + "/elsewhere");
+    std::filesystem::create_directories(RunDir());
+    std::filesystem::create_directory_symlink(Folder() + "/elsewhere", RunDir() + "/app");
+    ChildProcess daemon({PROCMGRD_PATH, "--run-dir", RunDir()}, {});
+    EXPECT_NE(daemon.WaitForLine("can't use the folder " + RunDir() + "/app: Not a directory"), "");
+    EXPECT_EQ(daemon.WaitForExit(), 1);
+}
+
+TEST_F(TheDaemon, RefusesALogFolderThatOthersMayWrite) {
+    std::filesystem::create_directories(Folder() + "/logs");
+    std::filesystem::permissions(Folder() + "/logs", std::filesystem::perms::all);
+    ChildProcess daemon({PROCMGRD_PATH, "--run-dir", RunDir(), "--log-dir", Folder() + "/logs"}, {});
+    EXPECT_NE(daemon.WaitForLine("can't use the folder " + Folder() + "/logs: Operation not permitted"), "");
+    EXPECT_EQ(daemon.WaitForExit(), 1);
+}
+
 TEST_F(TheDaemon, TakesTheRunFolderFromTheEnvironment) {
     ChildProcess daemon({PROCMGRD_PATH}, {{"PROCMGR_RUN_DIR", RunDir()}});
     EXPECT_THAT(daemon.WaitForLine("procmgrd: ready"), HasSubstr("listening at " + RunDir() + "/PROCMGR.sock"));
