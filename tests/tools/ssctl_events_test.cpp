@@ -22,7 +22,7 @@ CommandLine Line(std::optional<uint32_t> count, std::optional<uint32_t> timeoutM
 
 /// Follows scripted events; what was shown is kept.
 struct Followed {
-    Followed(const CommandLine& line, std::deque<EventReply> replies) {
+    Followed(const CommandLine& line, std::deque<EventReply> replies, size_t most = 100) {
         outcome = FollowEvents(
             line, {},
             [&](const Deadline&) {
@@ -32,7 +32,10 @@ struct Followed {
                 }
                 return reply;
             },
-            [&](const Outcome& event) { shown.push_back(RenderText(event, false)); });
+            [&](const Outcome& event) {
+                shown.push_back(RenderText(event, false));
+                return shown.size() < most;
+            });
     }
 
     Outcome outcome;
@@ -51,6 +54,12 @@ EventReply Failure(Delivery delivery) {
 
 TEST(FollowEvents, ShowsEachEventAndEndsAfterTheWantedNumber) {
     const Followed followed(Line(2, {}), {Event("1"), Event("2"), Event("3")});
+    EXPECT_EQ(followed.outcome.fault, Fault::NONE);
+    EXPECT_THAT(followed.shown, ElementsAre("WORKING\n", "SUSPEND\n"));
+}
+
+TEST(FollowEvents, EndsWhenAnEventCannotBeShown) {
+    const Followed followed(Line({}, {}), {Event("1"), Event("2"), Event("3")}, 2);
     EXPECT_EQ(followed.outcome.fault, Fault::NONE);
     EXPECT_THAT(followed.shown, ElementsAre("WORKING\n", "SUSPEND\n"));
 }

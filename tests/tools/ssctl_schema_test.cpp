@@ -110,7 +110,7 @@ TEST(SsctlSchema, HoldsForEventsAndForTheirEnd) {
         [](const Deadline&) {
             return EventReply{Delivery::LOST, {}, {}};
         },
-        [](const Outcome&) {});
+        [](const Outcome&) { return true; });
     EXPECT_EQ(schema.Check(json::parse(RenderDocument({"events", "q"}, end))), "");
 }
 

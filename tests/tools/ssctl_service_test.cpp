@@ -128,6 +128,14 @@ TEST_F(SsctlService, MayNotSteerTheTerminal) {
     EXPECT_EQ(Document({"list"}).at("applications").at(0).at("name"), "a\x1b[2Jb");
 }
 
+TEST_F(SsctlService, IsOfNoUseWhenTheResultCannotBeWritten) {
+    ASSERT_NO_FATAL_FAILURE(Serve());
+    AnswerWith("1#a#");
+    ChildProcess child({"/bin/sh", "-c", "exec \"$0\" list >/dev/full", Program()}, environment_);
+    EXPECT_EQ(child.WaitForExit(), 1);
+    EXPECT_EQ(child.Output(), "ssctl: the result could not be written to the standard output.\n");
+}
+
 TEST_F(SsctlService, ThatIsAQueueIsNoServiceForRequests) {
     ASSERT_EQ(SsToOwnerServer::GetInstance().InitSysEventServer("grp_owner"), 0);
     const SsctlResult run = Ssctl({"list"});

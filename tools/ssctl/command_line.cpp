@@ -203,7 +203,7 @@ int Finish(Parser& parser) {
     if (problem.empty()) {
         return 0;
     }
-    std::fprintf(stderr, "ssctl: %s.\n       See 'ssctl change --help'.\n", problem.c_str());
+    static_cast<void>(std::fprintf(stderr, "ssctl: %s.\n       See 'ssctl change --help'.\n", problem.c_str()));
     return 2;
 }
 

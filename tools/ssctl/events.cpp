@@ -44,7 +44,9 @@ Outcome FollowEvents(const CommandLine& line, const Deadline& deadline, const Ne
         if (!state) {
             return Complain(Fault::BAD_ANSWER, state.What(), "Is '" + QueueName(line) + "' a group owner's queue?");
         }
-        show(ReportEvent(*state));
+        if (!show(ReportEvent(*state))) {
+            break;
+        }
     }
     return {};
 }

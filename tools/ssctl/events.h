@@ -25,10 +25,11 @@ struct EventReply {
 /// Waits for an event, for ever without a deadline.
 using NextEvent = std::function<EventReply(const Deadline&)>;
 
-/// Called for each event as it comes.
-using ShowEvent = std::function<void(const Outcome&)>;
+/// Called for each event as it comes; false ends the following.
+using ShowEvent = std::function<bool(const Outcome&)>;
 
-/// Follows until the wanted number of events came, the deadline passed or the service went away. Without a wanted
+/// Follows until the wanted number of events came, the deadline passed, the service went away or nobody
+/// wants to be shown more. Without a wanted
 /// number the deadline is no failure.
 [[nodiscard]] Outcome FollowEvents(const CommandLine& line, const Deadline& deadline, const NextEvent& next,
                                    const ShowEvent& show);

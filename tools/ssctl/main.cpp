@@ -15,16 +15,19 @@ namespace {
 
 using namespace Ssctl;
 
-void Print(const std::string& text, std::FILE* stream) {
-    std::fwrite(text.data(), 1, text.size(), stream);
-    std::fflush(stream);
+/// False when the text can't be written.
+bool Print(const std::string& text, std::FILE* stream) {
+    return std::fwrite(text.data(), 1, text.size(), stream) == text.size() && std::fflush(stream) == 0;
 }
 
-void Show(const CommandLine& line, const Outcome& outcome) {
+/// False when the result can't be written.
+bool Show(const CommandLine& line, const Outcome& outcome) {
     const bool isQueue = line.command == "events";
     const Subject subject{line.command, isQueue ? QueueName(line) : line.resource};
-    Print(line.json ? RenderDocument(subject, outcome) : RenderText(outcome, WantsColour(stdout)), stdout);
-    Print(RenderComplaint(outcome), stderr);
+    const std::string text = line.json ? RenderDocument(subject, outcome) : RenderText(outcome, WantsColour(stdout));
+    const bool isShown = Print(text, stdout);
+    static_cast<void>(Print(RenderComplaint(outcome), stderr));
+    return isShown;
 }
 
 Outcome Follow(const CommandLine& line) {
@@ -35,7 +38,7 @@ Outcome Follow(const CommandLine& line) {
             : Deadline();
     return FollowEvents(
         line, deadline, [&](const Deadline& until) { return queue.Next(until); },
-        [&](const Outcome& event) { Show(line, event); });
+        [&](const Outcome& event) { return Show(line, event); });
 }
 
 Outcome Run(const CommandLine& line) {
@@ -51,9 +54,13 @@ int RunLine(const CommandLine& line) {
     const Outcome outcome = isFollowing ? Follow(line) : Run(line);
     // Each event was shown as it came.
     if (!isFollowing || outcome.fault != Fault::NONE) {
-        Show(line, outcome);
+        static_cast<void>(Show(line, outcome));
     }
-    return static_cast<int>(ExitCodeOf(outcome.fault));
+    const bool isLost = std::ferror(stdout) != 0;
+    if (isLost) {
+        static_cast<void>(Print("ssctl: the result could not be written to the standard output.\n", stderr));
+    }
+    return static_cast<int>(isLost && outcome.fault == Fault::NONE ? ExitCode::REFUSED : ExitCodeOf(outcome.fault));
 }
 
 }  // namespace
@@ -63,7 +70,7 @@ int main(int argc, char** argv) {
         const ParsedCommandLine parsed = ParseCommandLine(argc, argv);
         return parsed.run ? RunLine(parsed.line) : parsed.exitCode;
     } catch (const std::exception& error) {
-        std::fprintf(stderr, "ssctl: %s.\n", error.what());
+        static_cast<void>(std::fprintf(stderr, "ssctl: %s.\n", error.what()));
         return static_cast<int>(ExitCode::REFUSED);
     }
 }

@@ -55,13 +55,11 @@ void Progress::Run() {
          next += kStep) {
         const auto elapsed = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - begin).count();
         const std::string text = ProgressText(work_, static_cast<uint64_t>(elapsed), limitMs_);
-        std::fprintf(stderr, "%s%s", kClearLine, text.c_str());
-        std::fflush(stderr);
+        static_cast<void>(std::fprintf(stderr, "%s%s", kClearLine, text.c_str()));
         isShown = true;
     }
     if (isShown) {
-        std::fputs(kClearLine, stderr);
-        std::fflush(stderr);
+        static_cast<void>(std::fputs(kClearLine, stderr));
     }
 }
 
