@@ -1,31 +1,36 @@
 /// A group under the simulated process manager, and the checks of what the library answers.
 ///
 /// What must hold, whatever goes wrong on the other side:
-///  - every call returns; one that does not within two minutes of real time ends the process with the seed;
-///  - an accepted change answers for its own applications only, and for each one of the first list that it carried out;
-///  - true is answered exactly when every application succeeded;
+///  - every call returns, having waited no longer than its time-out allows; one that does not return within two minutes
+///    of real time ends the process with the seed;
+///  - an accepted change answers for exactly the applications of each list that it carried out, for each one once;
+///  - true is answered only when every application succeeded;
 ///  - a success is true: the application ran already or reported that it runs; it was down already or reported its end;
-///  - once the other side is well again, everything can be stopped, and then started, and all of it runs.
+///  - nothing is started twice without having ended in between;
+///  - the next change is accepted, when no other one runs;
+///  - once the other side is well again, a reload is accepted, everything can be stopped, started, restarted and asked
+///    for, and after the last stop no process is left.
 ///
 /// What is known to be otherwise, and is not counted against the library: an application whose start request could not
-/// be sent counts as ended although its process may have come up; one that never reports stays on its way; a late
-/// answer to a query ends the next one.
+/// be sent counts as ended although its process may have come up, and a restart that could not be sent is taken back;
+/// one that never reports stays on its way; one whose manifest a reload drops or moves is forgotten; one that ended
+/// when it was asked to may be started again by its policy; a late answer to a query ends the next one.
 #ifndef PROCMGR_TESTS_SIMULATED_GROUP_H
 #define PROCMGR_TESTS_SIMULATED_GROUP_H
 
 #include <atomic>
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <random>
-#include <set>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "common/app_records.h"
 #include "grp_owner/grp_owner_server.h"
 #include "tests/simulator/scaled_clocks.h"
+#include "tests/simulator/side_requests.h"
 #include "tests/simulator/simulated_process_manager.h"
 
 class SimulatedGroup {
@@ -58,26 +63,47 @@ private:
 
     void TurnBad();
     void TurnWell();
-    void Change(std::mt19937& random, bool alone);
+    void Step();
+    void CheckThatTheNextChangeIsAccepted();
+
+    // Requests of the side thread.
     void Ask(std::mt19937& random);
-    void DisturbUntilDone(uint32_t seed, const std::atomic<bool>& done);
+    void AskForReload(std::mt19937& random);
+    void AskForStates();
+    void AskForVerification(std::mt19937& random);
+
+    // Changes and stops.
+    void Change();
+    void ChangeBeside(std::mt19937& random);
+    bool Carry(const Request& request, std::vector<AppChangeInfo>& answer);
+    void StopAll();
     static Request RandomRequest(std::mt19937& random);
     static bool AsksForApplications(const Request& request);
     static std::string Text(const Request& request);
-    Before Note(const Request& request) const;
-    void CheckAnswer(const Request& request, const Before& before, bool ok, const std::vector<AppChangeInfo>& answer);
+
+    // What must be true of the answers.
+    Before Note();
+    void CheckAnswer(const Request& request, bool ok, const std::vector<AppChangeInfo>& answer);
     void CheckNames(const Request& request, const std::vector<AppChangeInfo>& answer);
-    void CheckSuccess(const Request& request, const Before& before, const AppChangeInfo& entry);
+    void CheckSuccess(const Request& request, const Before& before, const std::string& name);
+    bool WasStopped(const Before& before, const std::string& name) const;
     bool HasStarted(const std::string& name, size_t from) const;
+    bool IsUnchecked(const std::string& name) const;
+
     void CheckThatEverythingStopsAndStarts();
+    void CheckThatEverythingRuns();
+    void CheckThatNothingIsLeft();
     void Complain(const std::string& text);
 
     std::mt19937 random_;
     SimulatedProcessManager manager_;
     ScaledClocks fastClocks_{50};
     ProcMgr::GrpOwnerServer server_{[] {}};
-    size_t successes_ = 0;
-    size_t failures_ = 0;
+    std::atomic<size_t> successes_{0};
+    std::atomic<size_t> failures_{0};
+    bool hasRival_ = false;    ///< the side thread asks for changes, too
+    bool isShifting_ = false;  ///< reloads find other manifests than before
+    std::unique_ptr<SideRequests> side_;
 
     std::mutex complaintsMutex_;
     std::vector<std::string> complaints_;

@@ -1,5 +1,6 @@
 #include "tests/simulator/simulated_process_manager.h"
 
+#include <algorithm>
 #include <cstring>
 #include <string_view>
 
@@ -10,6 +11,8 @@ using ProcMgr::Message::RequestMsg;
 using ProcMgr::Message::RequestType;
 
 namespace {
+
+constexpr std::chrono::microseconds kLate{20000};
 
 RequestMsg Record(RequestType type, const std::string& payload) {
     RequestMsg record{};
@@ -88,7 +91,7 @@ bool SimulatedProcessManager::HasReported(const std::string& name, const std::se
     const std::lock_guard<std::mutex> lock(mutex_);
     for (size_t at = from; at < deliveries_.size(); ++at) {
         const Delivery& delivery = deliveries_[at];
-        if (!delivery.isOwn && delivery.name == name && kinds.count(delivery.kind) > 0) {
+        if (delivery.source == Source::PROCESS_MANAGER && delivery.name == name && kinds.count(delivery.kind) > 0) {
             return true;
         }
     }
@@ -96,42 +99,141 @@ bool SimulatedProcessManager::HasReported(const std::string& name, const std::se
 }
 
 bool SimulatedProcessManager::HasReportedItself(const std::string& name, size_t from) const {
+    return HasHeard(name, Source::APPLICATION, from);
+}
+
+bool SimulatedProcessManager::MayBeUnsent(const std::string& name, size_t from) const {
+    return HasHeard(name, Source::LOST_SEND, from);
+}
+
+bool SimulatedProcessManager::HasHeard(const std::string& name, Source source, size_t from) const {
     const std::lock_guard<std::mutex> lock(mutex_);
-    for (size_t at = from; at < deliveries_.size(); ++at) {
-        if (deliveries_[at].isOwn && deliveries_[at].name == name) {
-            return true;
+    return std::any_of(deliveries_.begin() + static_cast<std::ptrdiff_t>(from), deliveries_.end(),
+                       [&](const Delivery& delivery) { return delivery.source == source && delivery.name == name; });
+}
+
+void SimulatedProcessManager::NoteFoundRunning(const std::string& name) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    deliveries_.push_back({name, Source::APPLICATION, Report::RUNNING_NORMAL_START});
+}
+
+const std::set<SimulatedProcessManager::Report>& SimulatedProcessManager::Ends() {
+    static const auto& ends = *new std::set<Report>{Report::TERMINATED_NORMAL_EXIT, Report::TERMINATED_ABNORMAL_EXIT};
+    return ends;
+}
+
+void SimulatedProcessManager::NoteReport(const ProcMgr::Message::AppStateInfo& info) {
+    if (Ends().count(static_cast<Report>(info.appState)) != 0) {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        startable_[info.appName].HasEnded();
+    }
+}
+
+void SimulatedProcessManager::SetShifting(const std::set<std::string>& names) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    shifting_ = names;
+}
+
+void SimulatedProcessManager::NoteNothingOnItsWay() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    FakePipe::Get().ScriptSend({});
+    failing_.clear();
+}
+
+std::map<std::string, uint32_t> SimulatedProcessManager::Running() const {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    std::map<std::string, uint32_t> pids;
+    for (const auto& [name, process] : processes_) {
+        if (process.runs) {
+            pids[name] = process.pid;
         }
     }
-    return false;
+    return pids;
+}
+
+std::vector<std::string> SimulatedProcessManager::Complaints() const {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return complaints_;
 }
 
 void SimulatedProcessManager::Take(const FakePipe::Sent& sent) {
     const auto record = sent.As<RequestMsg>();
     switch (static_cast<RequestType>(record.type)) {
         case RequestType::START_APP:
-            return TakeNames(Act::START, record, true);
+            return TakeNames(Act::START, record);
         case RequestType::RESTART_APP:
-            return TakeNames(Act::RESTART, record, true);
+            return TakeNames(Act::RESTART, record);
         case RequestType::TERM_APP:
-            return TakeNames(Act::TERMINATE, record, false);
+            return TakeNames(Act::TERMINATE, record);
         case RequestType::QUERY_APP_STATE:
-            return Plan({Act::ANSWER_QUERY, {}, std::string(record.data, PayloadSize(record))});
+            if (GetsThrough({})) {
+                Plan({Act::ANSWER_QUERY, {}, std::string(record.data, PayloadSize(record))});
+            }
+            return;
         default:
             return;
     }
 }
 
-void SimulatedProcessManager::TakeNames(Act act, const RequestMsg& record, bool withArguments) {
+void SimulatedProcessManager::TakeNames(Act act, const RequestMsg& record) {
+    std::vector<std::string> names;
     ProcMgr::FieldReader reader(std::string_view(record.data, PayloadSize(record)));
     for (auto count = reader.ReadNumber<uint32_t>(); count > 0; --count) {
-        const std::string name = reader.ReadText();
-        if (withArguments) {
+        names.push_back(reader.ReadText());
+        if (act != Act::TERMINATE) {
             SkipArguments(reader);
         }
         if (reader.HasFailed()) {
+            const std::lock_guard<std::mutex> lock(mutex_);
+            complaints_.push_back("a request can't be read");
             return;
         }
-        Plan({act, name, {}});
+        if (act == Act::START) {
+            NoteStart(names.back());
+        }
+    }
+    if (GetsThrough(act == Act::TERMINATE ? std::vector<std::string>() : names)) {
+        for (const std::string& name : names) {
+            Plan({act, name, {}});
+        }
+    }
+}
+
+void SimulatedProcessManager::NoteStart(const std::string& name) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    int& starts = startable_[name].starts;
+    if (starts == 0 && shifting_.count(name) == 0) {
+        complaints_.push_back(name + " is started a second time, and nothing told that it had ended");
+    }
+    starts = std::max(0, starts - 1);
+}
+
+// Which send fails is the pipe's to say: the next one of whatever thread. So this counts against all that are on their
+// way, and against those that join them before it has failed.
+bool SimulatedProcessManager::GetsThrough(const std::vector<std::string>& names) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    const auto self = std::this_thread::get_id();
+    lastSent_[self] = names;
+    failing_.erase(self);
+    if (!failing_.empty()) {
+        Lose(names);
+    }
+    if (!Happens(odds_.sendFails)) {
+        return true;
+    }
+    failing_.insert(self);
+    FakePipe::Get().ScriptSend({-5});
+    for (const auto& entry : lastSent_) {
+        Lose(entry.second);
+    }
+    // It may have arrived all the same.
+    return Happens(50);
+}
+
+void SimulatedProcessManager::Lose(const std::vector<std::string>& names) {
+    for (const std::string& name : names) {
+        deliveries_.push_back({name, Source::LOST_SEND, Report::INVALID_INTERMEDIATE_STATE});
+        startable_[name].HasEnded();
     }
 }
 
@@ -199,7 +301,7 @@ void SimulatedProcessManager::TellReadiness(const std::string& name) {
     if (selfReporting_.count(name) == 0 || Happens(odds_.drop)) {
         return;
     }
-    deliveries_.push_back({name, true, Report::RUNNING_NORMAL_START});
+    deliveries_.push_back({name, Source::APPLICATION, Report::RUNNING_NORMAL_START});
     FakePipe::Get().DeliverAppReport(name, static_cast<int>(processes_[name].pid), 0);
 }
 
@@ -225,7 +327,7 @@ void SimulatedProcessManager::Tell(const std::string& name, Report kind, uint32_
     const std::string text = "1#" + name + "#" + std::to_string(processes_[name].pid) + "#0#" +
                              std::to_string(static_cast<uint32_t>(kind)) + "#" + std::to_string(reason) + "#";
     for (int times = Happens(odds_.twice) ? 2 : 1; times > 0; --times) {
-        deliveries_.push_back({name, false, kind});
+        deliveries_.push_back({name, Source::PROCESS_MANAGER, kind});
         FakePipe::Get().DeliverRecord(Record(RequestType::APP_STATE_REPORT, text));
     }
 }
@@ -252,5 +354,7 @@ bool SimulatedProcessManager::Happens(int percent) {
 }
 
 std::chrono::microseconds SimulatedProcessManager::Delay() {
-    return std::chrono::microseconds(std::uniform_int_distribution<int64_t>(0, odds_.longestDelay.count())(random_));
+    const int64_t longest = odds_.longestDelay.count();
+    const int64_t late = Happens(odds_.late) ? kLate.count() : 0;
+    return std::chrono::microseconds(late + std::uniform_int_distribution<int64_t>(0, longest + late)(random_));
 }

@@ -76,7 +76,7 @@ pid_t Begin(uint32_t seed, const Options& options) {
 }
 
 /// Waits for one of the rounds; true when it found nothing.
-bool EndOne(std::map<pid_t, uint32_t>& running) {
+bool EndOne(std::map<pid_t, uint32_t>& running, long steps) {
     int status = 0;
     const pid_t child = wait(&status);
     const uint32_t seed = running[child];
@@ -84,7 +84,7 @@ bool EndOne(std::map<pid_t, uint32_t>& running) {
     if (WIFEXITED(status) && WEXITSTATUS(status) == 0) {
         return true;
     }
-    std::printf("seed %u failed; --seed %u repeats it\n", seed, seed);
+    std::printf("seed %u failed; --seed %u --steps %ld runs it again\n", seed, seed, steps);
     return false;
 }
 
@@ -104,10 +104,10 @@ int main(int argc, char** argv) {
     while (ok && (begun < options.rounds || isTimeLeft())) {
         const auto seed = static_cast<uint32_t>(options.seed + begun++);
         running[Begin(seed, options)] = seed;
-        ok = running.size() < static_cast<size_t>(options.jobs) || EndOne(running);
+        ok = running.size() < static_cast<size_t>(options.jobs) || EndOne(running, options.steps);
     }
     while (!running.empty()) {
-        ok = EndOne(running) && ok;
+        ok = EndOne(running, options.steps) && ok;
     }
     if (ok) {
         std::printf("%ld rounds of %ld requests from seed %ld found nothing\n", begun, options.steps, options.seed);
