@@ -23,6 +23,11 @@ elseif(NOT PROCMGR_SANITIZE STREQUAL "")
     message(FATAL_ERROR "PROCMGR_SANITIZE is '${PROCMGR_SANITIZE}'; use address, thread or leave it empty")
 endif()
 
+# PROCMGR_FUZZ: what is fuzzed tells the fuzzer which way it went.
+if(PROCMGR_FUZZ)
+    add_compile_options(-fsanitize=fuzzer-no-link)
+endif()
+
 # procmgr_layer(NAME SOURCES ... USES ...): one folder of the core as a static library of hidden symbols.
 function(procmgr_layer name)
     cmake_parse_arguments(ARG "" "" "SOURCES;USES" ${ARGN})
