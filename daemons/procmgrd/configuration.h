@@ -5,6 +5,7 @@
 #include <map>
 #include <string>
 
+#include "daemons/procmgrd/launch/launch_spec.h"
 #include "platform/include/application_manifest.h"
 #include "pm_agent/message_records.h"
 
@@ -12,13 +13,15 @@ namespace Procmgrd {
 
 class Configuration {
 public:
-    /// Reads the manifests that `source` names. Each error and warning is logged under the owner's name. Errors in some
-    /// of them do not hide the others: the good ones are taken. False only when there are errors and not one good
-    /// manifest.
-    [[nodiscard]] bool Load(const std::string& owner, const ProcMgr::Message::StartupCfgInfo& source);
+    /// Reads the manifests that `source` names, those only that `identity` may read. Each error and warning is logged
+    /// under the owner's name. Errors in some of them do not hide the others: the good ones are taken. False only when
+    /// there are errors and not one good manifest.
+    [[nodiscard]] bool Load(const std::string& owner, const ProcMgr::OwnerIdentity& identity,
+                            const ProcMgr::Message::StartupCfgInfo& source);
 
     /// As Load, but any error leaves everything as it was and gives false.
-    [[nodiscard]] bool Reload(const std::string& owner, const ProcMgr::Message::StartupCfgInfo& source);
+    [[nodiscard]] bool Reload(const std::string& owner, const ProcMgr::OwnerIdentity& identity,
+                              const ProcMgr::Message::StartupCfgInfo& source);
 
     /// The manifest of an application, or that of its template for an instance. Null when there is none; valid until
     /// the next load.

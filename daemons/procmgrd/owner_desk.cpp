@@ -252,8 +252,8 @@ int OwnerDesk::HandleConfig(Owner& owner, uint32_t type, const std::string& text
                      text.size());
         return EINVAL;
     }
-    const bool isGood =
-        isReload ? owner.configuration.Reload(owner.name, source) : owner.configuration.Load(owner.name, source);
+    const bool isGood = isReload ? owner.configuration.Reload(owner.name, owner.identity, source)
+                                 : owner.configuration.Load(owner.name, owner.identity, source);
     return isGood ? 0 : EINVAL;
 }
 

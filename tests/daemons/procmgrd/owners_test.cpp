@@ -164,6 +164,23 @@ TEST_F(Owners, ThatAreNotRootRunApplicationsUnderTheirOwnUserOnly) {
     EXPECT_NE(daemon_->WaitForLine("owner users: not started"), "");
 }
 
+TEST_F(Owners, ThatAreNotRootLoadOnlyWhatTheyMayRead) {
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "needs root, to be another user";
+    }
+    const std::string file = ManifestPath() + "/apps.yaml";
+    chmod(file.c_str(), S_IRUSR | S_IWUSR);
+    StartDaemon({"--rules", Rules()});
+    const auto loadThere = [&file, this] { return OwnerClient("users").Load(file, MatchData()) == 0 ? 1 : 0; };
+    EXPECT_EQ(AsUser(loadThere), 0);
+    EXPECT_THAT(daemon_->WaitForLine("owner users: bad manifest"), HasSubstr("Permission denied"));
+    // Our own rights are back.
+    const auto owner = Owner();
+    EXPECT_EQ(chown(file.c_str(), 0, kGroup), 0);
+    chmod(file.c_str(), S_IRUSR | S_IRGRP);
+    EXPECT_EQ(AsUser(loadThere), 1);
+}
+
 TEST_F(Owners, ThatAreRootRunApplicationsUnderTheUserOfTheManifest) {
     if (geteuid() != 0) {
         GTEST_SKIP() << "needs root, to run as another user";
