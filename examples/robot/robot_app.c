@@ -1,8 +1,10 @@
-/* One program that plays every part of the example robot: it says that it is there, gets ready when it should, beats, may
- * crash once, and ends when it is asked to. What it does stands on its command line, so that a manifest shows it all.
+/* One program that plays every part of the example robot: it says that it is there, gets ready when it should, beats,
+ * may crash once, and ends when it is asked to. What it does stands on its command line, so that a manifest shows it
+ * all.
  *
  *   --ready-after MS      report readiness after so many ms (a self-reporting application)
  *   --crash-once FILE     crash 600 ms after the start, unless FILE is there already; FILE is made before the crash
+ *   --beat-every MS       a heartbeat from the main loop every so many ms; 0: from the library's thread, in its period
  *   --tick MS             print a line every so many ms (1000 by default)
  */
 #include <errno.h>
@@ -21,6 +23,7 @@ enum { kCrashAfterMs = 600, kNever = -1 };
 struct options {
     long readyAfterMs;
     long tickMs;
+    long beatMs;
     const char* crashFile;
 };
 
@@ -52,13 +55,15 @@ static long number(const char* option, const char* text) {
 }
 
 static struct options parse(int argc, char** argv) {
-    struct options options = {kNever, 1000, NULL};
+    struct options options = {kNever, 1000, kNever, NULL};
     for (int at = 1; at < argc; at += 2) {
         const char* value = at + 1 < argc ? argv[at + 1] : NULL;
         if (strcmp(argv[at], "--ready-after") == 0) {
             options.readyAfterMs = number(argv[at], value);
         } else if (strcmp(argv[at], "--tick") == 0) {
             options.tickMs = number(argv[at], value);
+        } else if (strcmp(argv[at], "--beat-every") == 0) {
+            options.beatMs = number(argv[at], value);
         } else if (strcmp(argv[at], "--crash-once") == 0 && value != NULL) {
             options.crashFile = value;
         } else {
@@ -75,6 +80,12 @@ static void reportReady(void) {
         exit(1);
     }
     say("ready");
+}
+
+static void beat(int (*how)(void)) {
+    if (how() != 0) {
+        fprintf(stderr, "%s: cannot beat: %s\n", appName(), strerror(errno));
+    }
 }
 
 static void crashUnlessDone(const char* file) {
@@ -98,16 +109,18 @@ static int askedToEnd(long deadlineMs) {
     return sigtimedwait(&ends, NULL, &wait) > 0;
 }
 
+static long earlier(long first, long second) {
+    return second != kNever && second < first ? second : first;
+}
+
 static int run(const struct options* options) {
     const long start = nowMs();
     long nextTick = start + options->tickMs;
+    long nextBeat = options->beatMs > 0 ? start : kNever;
     long ready = options->readyAfterMs != kNever ? start + options->readyAfterMs : kNever;
     long crash = options->crashFile != NULL ? start + kCrashAfterMs : kNever;
     for (;;) {
-        long next = nextTick;
-        next = ready != kNever && ready < next ? ready : next;
-        next = crash != kNever && crash < next ? crash : next;
-        if (askedToEnd(next)) {
+        if (askedToEnd(earlier(earlier(earlier(nextTick, nextBeat), ready), crash))) {
             say("asked to end");
             return 0;
         }
@@ -119,6 +132,10 @@ static int run(const struct options* options) {
         if (crash != kNever && now >= crash) {
             crashUnlessDone(options->crashFile);
             crash = kNever;
+        }
+        if (nextBeat != kNever && now >= nextBeat) {
+            beat(ProcmgrAppBeat);
+            nextBeat = now + options->beatMs;
         }
         if (now >= nextTick) {
             say("tick");
@@ -135,5 +152,8 @@ int main(int argc, char** argv) {
     sigaddset(&ends, SIGINT);
     sigprocmask(SIG_BLOCK, &ends, NULL);
     say("started");
+    if (options.beatMs == 0) {
+        beat(ProcmgrAppStartBeating);
+    }
     return run(&options);
 }
