@@ -17,7 +17,8 @@ constexpr const char* kFooter = R"(environment:
   PROCMGR_REPLACE_DATA  replacement data; by default replace.yaml beside STARTUP_ENTRY_PATH
   PROCMGR_RUN_DIR       run directory of the process manager, /run/procmgr by default
   PROCMGR_LOG_LEVEL     debug, info, warn, error, event or off
-  PROCMGR_LOG_FILE      file for the log instead of the standard error
+  PROCMGR_LOG_FILE      file for the log instead of the standard error; with --events only for what comes before
+                        the queue
 
 exit codes:
   0  ended on SIGTERM or SIGINT
@@ -28,6 +29,14 @@ exit codes:
 std::string EnvironmentOr(const char* key, const char* fallback) {
     const char* value = std::getenv(key);
     return value != nullptr && *value != '\0' ? value : fallback;
+}
+
+int CheckQueue(const OwnerOptions& options) {
+    if (options.events.empty() || options.events != options.resource) {
+        return 0;
+    }
+    static_cast<void>(std::fputs("grpownerd: --events needs another name than --resource\n", stderr));
+    return 2;
 }
 
 int CheckName(const OwnerOptions& options) {
@@ -53,8 +62,13 @@ ParsedOptions ParseOptions(int argc, char** argv) {
     app.add_option("--entry-path", options.entryPath,
                    "Manifests, a file or a folder; such a path gets no replacement data");
     app.add_option("--name", options.name, "Name of this owner; by default PROC_NAME, or grpownerd");
-    app.add_option("--resource", options.resource,
-                   "Serve the system-state manager under this resource name; by default nobody is served");
+    auto* resource =
+        app.add_option("--resource", options.resource,
+                       "Serve the system-state manager under this resource name; by default nobody is served");
+    app.add_option("--events", options.events,
+                   "Tell each system state as an event on the queue of this name. From then on every line of the log "
+                   "goes to syslog, and to syslog only")
+        ->needs(resource);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
@@ -65,7 +79,7 @@ ParsedOptions ParseOptions(int argc, char** argv) {
         // The process manager reads the same path from a working directory of its own.
         options.entryPath = std::filesystem::absolute(options.entryPath).string();
     }
-    parsed.exitCode = CheckName(options);
+    parsed.exitCode = std::max(CheckName(options), CheckQueue(options));
     parsed.run = parsed.exitCode == 0;
     return parsed;
 }

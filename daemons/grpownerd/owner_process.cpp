@@ -15,6 +15,7 @@
 #include "daemons/grpownerd/event_printer.h"
 #include "daemons/grpownerd/owner_news.h"
 #include "include/procmgr_grp_owner.h"
+#include "include/ss_to_owner_server.h"
 #include "platform/include/owner_link.h"
 
 namespace {
@@ -50,6 +51,15 @@ bool OnSystemState(int state, int timeoutMs) {
     return true;
 }
 
+bool OnSystemStateAsEvent(int state, int timeoutMs) {
+    const bool taken = OnSystemState(state, timeoutMs);
+    // Without a queue there is nobody to tell, and that is no failure: a state may come before the queue is offered.
+    if (SsToOwnerServer::GetInstance().ReportSysEvent({static_cast<uint32_t>(state)}) != 0) {
+        Printer().Say("EVENT_LOST", std::to_string(state) + ", for at least one reader; syslog says why");
+    }
+    return taken;
+}
+
 void OnAppReport(const char* name, size_t nameLen, int pid, uint32_t state) {
     const std::string app(name, nameLen);
     const bool on = state == 0;
@@ -70,12 +80,32 @@ ProcMgr::GrpOwnerCfg Configuration(const OwnerOptions& options) {
     return cfg;
 }
 
-void Boot(const OwnerOptions& options) {
+bool Enable(const OwnerOptions& options) {
     ProcMgrGrpOwner& owner = ProcMgrGrpOwner::GetInstance();
     owner.GrpOwnerConfig(Configuration(options));
     owner.SubscribeAppState(OnAppState);
-    owner.SubscribeSystemState(OnSystemState);
-    if (owner.GrpOwnerEnable() != 0) {
+    owner.SubscribeSystemState(options.events.empty() ? OnSystemState : OnSystemStateAsEvent);
+    return owner.GrpOwnerEnable() == 0;
+}
+
+// Behind the enabling, so that whatever kept it from taking charge stands where the log of a start is looked for.
+bool OfferEvents(const std::string& queue) {
+    const int error = queue.empty() ? 0 : SsToOwnerServer::GetInstance().InitSysEventServer(queue);
+    if (error != 0) {
+        static_cast<void>(std::fprintf(stderr, "grpownerd: cannot tell events on '%s': %s; see --events\n",
+                                       queue.c_str(), std::generic_category().message(error).c_str()));
+    }
+    return error == 0;
+}
+
+void Boot(const OwnerOptions& options) {
+    if (!Enable(options)) {
+        News().SetBoot(BootState::FAILED);
+        return;
+    }
+    ProcMgrGrpOwner& owner = ProcMgrGrpOwner::GetInstance();
+    if (!OfferEvents(options.events)) {
+        owner.GrpOwnerDisable();
         News().SetBoot(BootState::FAILED);
         return;
     }
