@@ -1,10 +1,6 @@
 #include "daemons/procmgrd/owner_desk.h"
 
-#include <unistd.h>
-
 #include <cerrno>
-#include <fstream>
-#include <sstream>
 
 #include "common/enumeration_names.h"
 #include "daemons/procmgrd/daemon_log.h"
@@ -18,28 +14,6 @@ using Message::RequestType;
 
 /// Names in execution reports are the owner's own choice; this many are kept.
 constexpr size_t kMaxExecReports = 4096;
-
-/// The supplementary groups of a process, if it still is that user's.
-std::vector<uint32_t> GroupsOf(pid_t pid, uid_t uid) {
-    std::ifstream status("/proc/" + std::to_string(pid) + "/status");
-    std::vector<uint32_t> groups;
-    bool isSameUser = false;
-    for (std::string line; std::getline(status, line);) {
-        std::istringstream fields(line);
-        std::string key;
-        fields >> key;
-        if (key == "Uid:") {
-            uint32_t real = 0;
-            uint32_t effective = 0;
-            isSameUser = (fields >> real >> effective) && effective == uid;
-        } else if (key == "Groups:") {
-            for (uint32_t group = 0; fields >> group;) {
-                groups.push_back(group);
-            }
-        }
-    }
-    return isSameUser ? groups : std::vector<uint32_t>();
-}
 
 }  // namespace
 
@@ -80,7 +54,7 @@ void OwnerDesk::Open(ConnectionId id, const ProcMgr::TunorPeer& peer) {
     ProcMgr::OwnerIdentity identity;
     identity.uid = peer.uid;
     identity.gid = peer.gid;
-    identity.groups = GroupsOf(peer.pid, peer.uid);
+    identity.groups.assign(peer.groups.begin(), peer.groups.end());
     owners_.Connect(peer.name, identity, id);
     hearts_.Came(peer.name, peer.pid);
     AppBeat({peer.name, {}}, 0, 0);

@@ -1,4 +1,5 @@
 #include <gmock/gmock.h>
+#include <grp.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -33,6 +34,26 @@ TEST_F(PipeServer, TellsOfAnOpenConnectionWithNameAndCredentials) {
     EXPECT_EQ(seen.gid, ::getegid());
     EXPECT_EQ(hand->Server().FindByName("GrpOwner"), hand->ids[0]);
     EXPECT_EQ(hand->Server().FindPeer(hand->ids[0])->name, "GrpOwner");
+}
+
+TEST_F(PipeServer, TellsTheGroupsThatTheClientHadWhenItConnected) {
+    if (::geteuid() != 0) {
+        GTEST_SKIP() << "needs the right to choose its groups";
+    }
+    TunorPeer seen;
+    hand->admit = [&](const TunorPeer& peer) {
+        seen = peer;
+        return 0;
+    };
+    const gid_t groups[] = {54001, 54002};
+    ASSERT_EQ(::setgroups(2, groups), 0);
+    const RawSocket client = Connect();
+    ASSERT_EQ(::setgroups(0, nullptr), 0);
+    ASSERT_TRUE(client.Send(Frame(1, 0, "GrpOwner")));
+    TurnUntilLogged("owner GrpOwner connected");
+    EXPECT_THAT(seen.groups, ElementsAre(54001, 54002));
+    const RawSocket other = Open("Other");
+    EXPECT_THAT(seen.groups, ElementsAre());
 }
 
 TEST_F(PipeServer, HelloAnswerIsTheFirstFrameEvenWhenTheDaemonSpeaksAtOnce) {

@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 namespace ProcMgr {
 
@@ -72,6 +73,20 @@ UniqueFd MakePacketSocket() {
 bool ReadPeerCredentials(int fd, ucred& credentials) {
     socklen_t length = sizeof(credentials);
     return ::getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &credentials, &length) == 0 && length == sizeof(credentials);
+}
+
+bool ReadPeerGroups(int fd, std::vector<gid_t>& groups) {
+    // The first question is for the number: without room the kernel tells how much is needed.
+    socklen_t length = 0;
+    if (::getsockopt(fd, SOL_SOCKET, SO_PEERGROUPS, nullptr, &length) != 0 && errno != ERANGE) {
+        return false;
+    }
+    std::vector<gid_t> all(length / sizeof(gid_t));
+    if (length != 0 && ::getsockopt(fd, SOL_SOCKET, SO_PEERGROUPS, all.data(), &length) != 0) {
+        return false;
+    }
+    groups = std::move(all);
+    return true;
 }
 
 PacketResult ReceivePacket(int fd, void* buffer, size_t capacity, int flags, size_t& size) {

@@ -8,6 +8,7 @@
 
 #include <cstddef>
 #include <string>
+#include <vector>
 
 #include "platform/posix/common_posix/unique_fd.h"
 
@@ -27,6 +28,9 @@ UniqueFd MakePacketSocket();
 
 /// The other end's credentials: of a client at its connect, of a server at its listen.
 [[nodiscard]] bool ReadPeerCredentials(int fd, ucred& credentials);
+
+/// The supplementary groups that belong to those credentials. False when the kernel does not tell.
+[[nodiscard]] bool ReadPeerGroups(int fd, std::vector<gid_t>& groups);
 
 enum class PacketResult {
     PACKET,

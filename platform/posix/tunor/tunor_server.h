@@ -21,6 +21,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace ProcMgr {
 
@@ -33,6 +34,7 @@ struct TunorPeer {
     pid_t pid = 0;
     uid_t uid = 0;
     gid_t gid = 0;
+    std::vector<gid_t> groups;  ///< the supplementary ones
 };
 
 struct TunorServerCallbacks {

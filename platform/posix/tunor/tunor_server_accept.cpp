@@ -90,7 +90,11 @@ void TunorServer::Impl::Accept(UniqueFd fd) {
         TUNOR_LOG(kTunorError, "TunorServer : the socket of process %d cannot be watched", user.pid);
         return;
     }
-    auto connection = std::make_unique<ServerConnection>(std::move(fd), TunorPeer{{}, user.pid, user.uid, user.gid});
+    TunorPeer peer{{}, user.pid, user.uid, user.gid, {}};
+    if (!ReadPeerGroups(fd.Get(), peer.groups)) {
+        TUNOR_LOG(kTunorWarn, "TunorServer : the groups of process %d are unknown; it counts as having none", user.pid);
+    }
+    auto connection = std::make_unique<ServerConnection>(std::move(fd), std::move(peer));
     connection->helloDeadline = Clock::now() + std::chrono::milliseconds(limits_.helloTimeoutMs);
     connections_[id] = std::move(connection);
     greeting_.insert(id);
