@@ -270,3 +270,79 @@ TEST_F(Changes, RestartByPolicyEndsWithTheSixthFailureWithinTheWindow) {
     EXPECT_EQ(CountOf("SWITCH_ON", "crasher"), 6) << "the start and five restarts";
     EXPECT_EQ(StateOf("base"), "RUNNING");
 }
+
+TEST_F(Changes, RestartOnRequestIsRefusedTheSixthTimeWithinTheWindow) {
+    ASSERT_NO_FATAL_FAILURE(BootWith("- {app_name: cam, bin_path: $APP}\n"));
+    ASSERT_EQ(Ssctl({"start", "cam"}).exitCode, 0);
+    for (int restart = 1; restart <= 5; ++restart) {
+        ASSERT_EQ(Ssctl({"restart", "cam"}).exitCode, 0) << restart;
+    }
+    const pid_t fifth = PidNow("cam");
+    ExpectRun(Ssctl({"restart", "cam"}), 1,
+              "APPLICATION  ACTION   RESULT\n"
+              "cam          restart  RESTART_FAILED\n");
+    EXPECT_TRUE(owner_->WaitForOutput("RunningApplicationState Application:cam cannot restart."));
+    EXPECT_EQ(PidNow("cam"), fifth) << "it runs on";
+    EXPECT_EQ(Ssctl({"restart", "cam"}).exitCode, 0) << "the refusal closed the window";
+}
+
+TEST_F(Changes, EndAnApplicationThatIsStillGettingReady) {
+    const Gate never(Folder() + "/never");
+    ASSERT_NO_FATAL_FAILURE(BootWith("- {app_name: waiting, " + ReadyBehind(never) + "}\n"));
+    EXPECT_EQ(Ssctl({"start", "waiting", "--timeout", "500", "--wait", "60000"}).exitCode, 1);
+    EXPECT_EQ(LeftOver().size(), 4U);
+    ExpectRun(Ssctl({"stop", "waiting"}), 0,
+              "APPLICATION  ACTION  RESULT\n"
+              "waiting      stop    SUCCESS\n");
+    EXPECT_EQ(LeftOver().size(), 3U) << "the base application and the two daemons";
+}
+
+TEST_F(Changes, WhoseTerminationTakesTooLongSkipTheStartsAndHearOfTheEndLater) {
+    const Gate never(Folder() + "/never");
+    ASSERT_NO_FATAL_FAILURE(BootWith("- {app_name: deaf, term_time_out: 600000, " + Deaf(never) +
+                                     "}\n- {app_name: cam, bin_path: $APP}\n"));
+    ASSERT_EQ(Ssctl({"start", "deaf"}).exitCode, 0);
+    ASSERT_NO_FATAL_FAILURE(WaitUntilDeaf());
+    const pid_t deaf = PidNow("deaf");
+    const SsctlResult change =
+        Ssctl({"change", "--stop", "deaf", "--start", "cam", "--timeout", "500", "--wait", "60000"});
+    EXPECT_EQ(change.exitCode, 1);
+    EXPECT_THAT(change.output, HasSubstr("deaf         stop    TERM_FAILED\n"));
+    EXPECT_THAT(change.output, Not(HasSubstr("SUCCESS")));
+    EXPECT_TRUE(owner_->WaitForOutput("ChangeApp failed. because TermApps failed time-out."));
+    EXPECT_EQ(StateOf("cam"), "NOT_RUNNING");
+    EndByForce(deaf);
+    EXPECT_NE(PositionOf("SWITCH_OFF", "deaf"), std::string::npos);
+    ExpectRun(Ssctl({"start", "deaf", "cam"}), 0,
+              "APPLICATION  ACTION  RESULT\n"
+              "cam          start   SUCCESS\n"
+              "deaf         start   SUCCESS\n");
+    EndByForce(PidNow("deaf"));
+}
+
+TEST_F(Changes, StartBehindAnApplicationThatFailsIsNotTried) {
+    ASSERT_NO_FATAL_FAILURE(
+        BootWith("- {app_name: broken, bin_path: /no/such/program}\n"
+                 "- {app_name: user, bin_path: $APP, depends: [broken]}\n"));
+    ExpectRun(Ssctl({"start", "broken", "user", "base"}), 1,
+              "APPLICATION  ACTION  RESULT\n"
+              "base         start   SUCCESS\n"
+              "broken       start   START_FAILED\n"
+              "user         start   INIT\n");
+    EXPECT_TRUE(owner_->WaitForOutput("noDependsList is empty, and none of already start apps are starting."));
+    EXPECT_EQ(LeftOver().size(), 3U) << "the base application and the two daemons";
+}
+
+TEST_F(Changes, StartWhatIsAskedForAlthoughATerminationOfTheSameRequestFailedInTime) {
+    const Gate never(Folder() + "/never");
+    ASSERT_NO_FATAL_FAILURE(BootWith("- {app_name: deaf, term_time_out: 100, is_force_term: false, " + Deaf(never) +
+                                     "}\n- {app_name: cam, bin_path: $APP}\n"));
+    ASSERT_EQ(Ssctl({"start", "deaf"}).exitCode, 0);
+    ASSERT_NO_FATAL_FAILURE(WaitUntilDeaf());
+    ExpectRun(Ssctl({"change", "--stop", "deaf", "--start", "cam", "--restart", "base"}), 1,
+              "APPLICATION  ACTION   RESULT\n"
+              "cam          start    SUCCESS\n"
+              "deaf         stop     TERM_FAILED\n"
+              "base         restart  SUCCESS\n");
+    EndByForce(PidNow("deaf"));
+}

@@ -136,3 +136,16 @@ TEST_F(Reload, WithABrokenManifestLeavesEverythingAsItWasAndSaysWhichFileAndLine
     EXPECT_EQ(Ssctl({"reload"}).exitCode, 0) << "the next one is not refused";
     EXPECT_EQ(Ssctl({"list", "--names"}).output, "runs\nadded\nrests\n");
 }
+
+TEST_F(Reload, KeepsAnApplicationThatWaitsForItsReadiness) {
+    const Gate gate(Folder() + "/gate");
+    Manifests("a.yaml", "{app_name: waiting, " + ReadyBehind(gate) + "}");
+    ASSERT_NO_FATAL_FAILURE(BootWithResource());
+    EXPECT_EQ(Ssctl({"start", "waiting", "--timeout", "500", "--wait", "60000"}).exitCode, 1);
+    ASSERT_EQ(Ssctl({"reload"}).exitCode, 0);
+    gate.Open();
+    ASSERT_NE(owner_->WaitForLine("] REPORTED_READY"), "");
+    EXPECT_EQ(Ssctl({"start", "waiting"}).exitCode, 0) << "it runs already";
+    EXPECT_EQ(PidNow("waiting"), PidOf("waiting"));
+    EXPECT_EQ(LeftOver().size(), 3U) << "one application and the two daemons";
+}
