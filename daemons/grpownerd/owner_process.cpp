@@ -51,10 +51,13 @@ bool OnSystemState(int state, int timeoutMs) {
     return true;
 }
 
+constexpr int kNotReadYet = 0xF10001;
+
 bool OnSystemStateAsEvent(int state, int timeoutMs) {
     const bool taken = OnSystemState(state, timeoutMs);
-    // Without a queue there is nobody to tell, and that is no failure: a state may come before the queue is offered.
-    if (SsToOwnerServer::GetInstance().ReportSysEvent({static_cast<uint32_t>(state)}) != 0) {
+    const int result = SsToOwnerServer::GetInstance().ReportSysEvent({static_cast<uint32_t>(state)});
+    // Whoever has opened the queue and does not read it yet has no right to what is told now.
+    if (result != 0 && result != kNotReadYet) {
         Printer().Say("EVENT_LOST", std::to_string(state) + ", for at least one reader; syslog says why");
     }
     return taken;
