@@ -53,14 +53,6 @@ void Conductor::Terminate(const AppKey& key) {
     Execute(supervisor_.Terminate(key));
 }
 
-void Conductor::Forget(const std::string& owner) {
-    supervisor_.Forget(owner);
-    auto at = launchables_.lower_bound({owner, {}});
-    while (at != launchables_.end() && at->first.owner == owner) {
-        at = launchables_.erase(at);
-    }
-}
-
 void Conductor::OnDeadline(const DeadlineKey& deadline) {
     if (deadline.first == DeadlineKind::STOP) {
         KillAll();
@@ -143,17 +135,19 @@ void Conductor::Launch(const AppKey& key, const AppRequest& request) {
         return;
     }
     Execute(supervisor_.LaunchFailed(key, why));
-    if (supervisor_.StateOf(key) == ProcessState::DOWN) {
-        ContinueStop(key);
-        news_.down(key.owner);
-    }
+    ForgetIfDown(key);
 }
 
 void Conductor::OnExited(const AppKey& key, ExitStatus status) {
     PROCMGRD_LOG(kLogDebug, "owner %s: application %s ended with %s %d", key.owner.c_str(), key.app.c_str(),
                  status.isSignal ? "signal" : "exit code", status.value);
     Execute(supervisor_.Exited(key, status));
+    ForgetIfDown(key);
+}
+
+void Conductor::ForgetIfDown(const AppKey& key) {
     if (supervisor_.StateOf(key) == ProcessState::DOWN) {
+        launchables_.erase(key);
         ContinueStop(key);
         news_.down(key.owner);
     }

@@ -50,8 +50,6 @@ public:
     /// For a state query: 0 running, 1 not running, 2 in transition.
     uint32_t QueryState(const AppKey& key) const { return supervisor_.QueryState(key); }
     std::vector<std::string> LiveAppsOf(const std::string& owner) const { return supervisor_.LiveAppsOf(owner); }
-    /// Forgets the applications of an owner that has none alive.
-    void Forget(const std::string& owner);
 
     void NoteChildNews() { host_.NoteChildNews(); }
     void OnDeadline(const DeadlineKey& deadline);
@@ -80,6 +78,7 @@ private:
     void OnTerminationDeadline(const AppKey& key);
     void OnExited(const AppKey& key, ExitStatus status);
     void Refuse(const AppKey& key, ExitReason reason);
+    void ForgetIfDown(const AppKey& key);
     void ContinueStop(const AppKey& key);
     void KillAll();
 
@@ -87,7 +86,7 @@ private:
     const ConductorNews news_;
     Supervisor supervisor_;
     ProcessHost host_;
-    std::map<AppKey, Launchable> launchables_;
+    std::map<AppKey, Launchable> launchables_;  // of all that are not DOWN
     std::deque<std::pair<AppKey, AppRequest>> queue_;
     bool isStopping_ = false;
     StopPlan stopPlan_;

@@ -90,7 +90,6 @@ void OwnerDesk::Down(const std::string& owner) {
 void OwnerDesk::ForgetIfDone(const std::string& owner) {
     if (conductor_.LiveAppsOf(owner).empty()) {
         owners_.Erase(owner);
-        conductor_.Forget(owner);
     }
 }
 

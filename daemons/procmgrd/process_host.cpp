@@ -13,6 +13,7 @@
 
 #include "daemons/procmgrd/daemon_log.h"
 #include "daemons/procmgrd/launch_reason.h"
+#include "daemons/procmgrd/safe_folder.h"
 
 namespace Procmgrd {
 namespace {
@@ -104,7 +105,7 @@ pid_t ProcessHost::Launch(const AppKey& key, const ApplicationManifest& manifest
     }
     if (output) {
         output->CloseWriteEnd();
-        WatchOutput(std::move(output));
+        WatchOutput(key, std::move(output));
     }
     return pid;
 }
@@ -166,23 +167,43 @@ std::unique_ptr<AppSocket> ProcessHost::MakeSocket(const AppKey& key) {
 }
 
 std::unique_ptr<ProcMgr::OutputPipe> ProcessHost::MakeOutput(const AppKey& key) {
-    std::shared_ptr<ProcMgr::OutputLog> log = logs_[key].lock();
-    if (!log) {
-        ProcMgr::OutputLogOptions options;
-        if (!settings_.logDir.empty()) {
-            options.directory = settings_.logDir + "/" + ProcMgr::FileSafeName(key.owner);
-            static_cast<void>(mkdir(options.directory.c_str(), S_IRWXU | S_IRGRP | S_IXGRP | S_IROTH | S_IXOTH));
-        }
-        log = std::make_shared<ProcMgr::OutputLog>(key.app, options);
-        logs_[key] = log;
-    }
     int error = 0;
-    std::unique_ptr<ProcMgr::OutputPipe> output = ProcMgr::OutputPipe::Create(log, error);
+    std::unique_ptr<ProcMgr::OutputPipe> output = ProcMgr::OutputPipe::Create(LogOf(key), error);
     if (!output) {
         PROCMGRD_LOG(kLogError, "owner %s: the output of application %s is lost: no pipe for it: %s", key.owner.c_str(),
                      key.app.c_str(), std::strerror(error));
+        ForgetLogIfDone(key);
     }
     return output;
+}
+
+// A new process may write while the pipe of the old one is still open.
+std::shared_ptr<ProcMgr::OutputLog> ProcessHost::LogOf(const AppKey& key) {
+    std::shared_ptr<ProcMgr::OutputLog> log = logs_[key].lock();
+    if (log) {
+        return log;
+    }
+    ProcMgr::OutputLogOptions options;
+    if (!settings_.logDir.empty()) {
+        const std::string folder = settings_.logDir + "/" + ProcMgr::FileSafeName(key.owner);
+        if (MakeSafeFolder(folder, S_IRWXU | S_IRGRP | S_IXGRP | S_IROTH | S_IXOTH)) {
+            options.directory = folder;
+        } else {
+            PROCMGRD_LOG(kLogError,
+                         "owner %s: the output of application %s goes to the daemon's own: the folder %s: %s",
+                         key.owner.c_str(), key.app.c_str(), folder.c_str(), std::strerror(errno));
+        }
+    }
+    log = std::make_shared<ProcMgr::OutputLog>(key.app, options);
+    logs_[key] = log;
+    return log;
+}
+
+void ProcessHost::ForgetLogIfDone(const AppKey& key) {
+    const auto found = logs_.find(key);
+    if (found != logs_.end() && found->second.expired()) {
+        logs_.erase(found);
+    }
 }
 
 // The last thing before the process becomes the application.
@@ -225,20 +246,23 @@ void ProcessHost::Abandon(const Process& process) {
     hasChildNews_ = true;
 }
 
-void ProcessHost::WatchOutput(std::unique_ptr<ProcMgr::OutputPipe> output) {
+void ProcessHost::WatchOutput(const AppKey& key, std::unique_ptr<ProcMgr::OutputPipe> output) {
     const int fd = output->ReadFd();
-    const auto drain = [this, fd] {
+    const auto drain = [this, fd, key] {
         const auto found = outputs_.find(fd);
         if (found->second->Drain() == ProcMgr::OutputPipe::State::CLOSED) {
             loop_.Remove(fd);
             outputs_.erase(found);
+            ForgetLogIfDone(key);
         }
     };
     if (loop_.Add(fd, drain)) {
         outputs_[fd] = std::move(output);
-    } else {
-        PROCMGRD_LOG(kLogError, "the output of an application is lost: %s", std::strerror(errno));
+        return;
     }
+    PROCMGRD_LOG(kLogError, "the output of an application is lost: %s", std::strerror(errno));
+    output.reset();
+    ForgetLogIfDone(key);
 }
 
 void ProcessHost::DrainOutputs() {
@@ -289,20 +313,16 @@ void ProcessHost::TakeNotice(const AppKey& key, const AppNotice& notice) {
     }
 }
 
-// What it said before is known already.
 void ProcessHost::TakeState(const AppKey& key, uint32_t appState) {
     Process& process = processes_.at(key);
-    if (std::exchange(process.appState, appState) == appState) {
-        return;
-    }
     if (process.isSelfReporting) {
         news_.reported(key, appState);
-        return;
+    } else if (std::exchange(process.appState, appState) != appState) {
+        PROCMGRD_LOG(kLogInfo,
+                     "owner %s: application %s says that it is %s; nobody waits for that, since its manifest has no "
+                     "is_reporting",
+                     key.owner.c_str(), key.app.c_str(), appState == 0 ? "ready" : "stopping");
     }
-    PROCMGRD_LOG(kLogInfo,
-                 "owner %s: application %s says that it is %s; nobody waits for that, since its manifest has no "
-                 "is_reporting",
-                 key.owner.c_str(), key.app.c_str(), appState == 0 ? "ready" : "stopping");
 }
 
 void ProcessHost::TermTree(const AppKey& key) {

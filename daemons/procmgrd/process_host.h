@@ -105,7 +105,7 @@ private:
         ProcMgr::UniqueFd pidfd;
         std::unique_ptr<AppSocket> socket;
         bool isSelfReporting = false;
-        std::optional<uint32_t> appState;  ///< what it last told of it
+        std::optional<uint32_t> appState;  ///< what one that need not report has told last
         std::string status;
         bool wasToldToEnd = false;
         bool hasEnded = false;  ///< the first process; what it left behind may still live
@@ -121,7 +121,9 @@ private:
     std::unique_ptr<AppSocket> MakeSocket(const AppKey& key);
     bool Record(const AppKey& key, const ProcMgr::ProcessId& process);
     bool Watch(const AppKey& key, const Process& process);
-    void WatchOutput(std::unique_ptr<ProcMgr::OutputPipe> output);
+    std::shared_ptr<ProcMgr::OutputLog> LogOf(const AppKey& key);
+    void ForgetLogIfDone(const AppKey& key);
+    void WatchOutput(const AppKey& key, std::unique_ptr<ProcMgr::OutputPipe> output);
     void Unwatch(const Process& process);
     void Abandon(const Process& process);
     bool WatchSocket(const AppKey& key, const Process& process);
@@ -150,7 +152,7 @@ private:
 
     std::map<AppKey, Process> processes_;
     std::set<pid_t> leaders_;
-    std::map<AppKey, std::weak_ptr<ProcMgr::OutputLog>> logs_;
+    std::map<AppKey, std::weak_ptr<ProcMgr::OutputLog>> logs_;  // of those whose pipes are not closed yet
     std::map<int, std::unique_ptr<ProcMgr::OutputPipe>> outputs_;
     std::set<AppKey> toTerm_;
     std::set<AppKey> toKill_;

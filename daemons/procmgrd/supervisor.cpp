@@ -29,7 +29,7 @@ Actions Supervisor::Start(const AppKey& key, AppRequest request, StopRule rule) 
     record.rule = rule;
     const ProcessEvent event = request.isRestart ? ProcessEvent::RESTART : ProcessEvent::START;
     record.offeredRequest = std::move(request);
-    return Step(key, record, event);
+    return Step(key, event);
 }
 
 Actions Supervisor::Terminate(const AppKey& key) {
@@ -37,20 +37,20 @@ Actions Supervisor::Terminate(const AppKey& key) {
     if (found == records_.end()) {
         return {MakeReport(key, 0, ReportAppStateType::TERMINATED_NORMAL_EXIT)};
     }
-    return Step(key, found->second, ProcessEvent::TERM);
+    return Step(key, ProcessEvent::TERM);
 }
 
 Actions Supervisor::Started(const AppKey& key, pid_t pid) {
     Record& record = records_[key];
     record.pid = pid;
-    return Step(key, record, ProcessEvent::STARTED);
+    return Step(key, ProcessEvent::STARTED);
 }
 
 Actions Supervisor::LaunchFailed(const AppKey& key, ExitNote why) {
     Record& record = records_[key];
     record.pid = 0;
     record.exitNote = why;
-    return Step(key, record, ProcessEvent::LAUNCH_FAILED);
+    return Step(key, ProcessEvent::LAUNCH_FAILED);
 }
 
 Actions Supervisor::Exited(const AppKey& key, ExitStatus status) {
@@ -59,18 +59,21 @@ Actions Supervisor::Exited(const AppKey& key, ExitStatus status) {
     record.exitIsNormal = !status.isSignal && status.value == 0;
     record.exitNote.reason = status.isSignal ? ExitReason::KILLED_BY_SIGNAL : ExitReason::FAILED;
     record.exitNote.detail = static_cast<uint32_t>(status.value);
-    return Step(key, record, ProcessEvent::EXITED);
+    return Step(key, ProcessEvent::EXITED);
 }
 
 Actions Supervisor::DeadlinePassed(const AppKey& key) {
     Record& record = records_[key];
-    return Step(key, record, record.rule.isForced ? ProcessEvent::FORCED_DEADLINE : ProcessEvent::SOFT_DEADLINE);
+    return Step(key, record.rule.isForced ? ProcessEvent::FORCED_DEADLINE : ProcessEvent::SOFT_DEADLINE);
 }
 
 Actions Supervisor::Reported(const AppKey& key, uint32_t appState) {
     Record& record = records_[key];
+    if (record.hasReported && record.appState == appState) {
+        return {};
+    }
     record.offeredState = appState;
-    return Step(key, record, ProcessEvent::APP_REPORT);
+    return Step(key, ProcessEvent::APP_REPORT);
 }
 
 ProcessState Supervisor::StateOf(const AppKey& key) const {
@@ -109,19 +112,17 @@ std::vector<AppKey> Supervisor::LiveApps() const {
     return keys;
 }
 
-void Supervisor::Forget(const std::string& owner) {
-    auto at = records_.lower_bound({owner, {}});
-    while (at != records_.end() && at->first.owner == owner) {
-        at = records_.erase(at);
-    }
-}
-
-Actions Supervisor::Step(const AppKey& key, Record& record, ProcessEvent event) {
+Actions Supervisor::Step(const AppKey& key, ProcessEvent event) {
+    const auto found = records_.find(key);
+    Record& record = found->second;
     const ProcessStep& step = StepOf(record.state, event);
     record.state = step.next;
     Actions actions;
     for (const Verb verb : step.verbs) {
         Do(verb, key, record, actions);
+    }
+    if (record.state == ProcessState::DOWN) {
+        records_.erase(found);
     }
     return actions;
 }

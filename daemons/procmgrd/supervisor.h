@@ -1,5 +1,7 @@
 /// Decides what happens to every application of every owner; does nothing itself. Each event returns the actions that
-/// the daemon has to carry out, in order. The states are those of process_machine.h.
+/// the daemon has to carry out, in order. The states are those of process_machine.h. An application that is DOWN is
+/// forgotten, so that the instances of a template leave nothing behind: what is asked about it later is answered as for
+/// one that nobody knows.
 ///
 /// Not synchronised: one loop, one thread.
 #ifndef PROCMGR_PROCMGRD_SUPERVISOR_H
@@ -7,6 +9,7 @@
 
 #include <sys/types.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <string>
@@ -100,7 +103,7 @@ public:
     /// The deadline of the last ARM_DEADLINE passed.
     [[nodiscard]] Actions DeadlinePassed(const AppKey& key);
 
-    /// The application told about itself: 0 on, 1 off.
+    /// The application told about itself: 0 on, 1 off. What it told before is no news.
     [[nodiscard]] Actions Reported(const AppKey& key, uint32_t appState);
 
     /// DOWN for one that was never heard of.
@@ -115,8 +118,8 @@ public:
     /// All that are not DOWN.
     std::vector<AppKey> LiveApps() const;
 
-    /// Forgets the applications of an owner that has none alive.
-    void Forget(const std::string& owner);
+    /// How many are remembered.
+    size_t Size() const { return records_.size(); }
 
 private:
     struct Record {
@@ -133,7 +136,7 @@ private:
         uint32_t offeredState = 0;
     };
 
-    Actions Step(const AppKey& key, Record& record, ProcessEvent event);
+    Actions Step(const AppKey& key, ProcessEvent event);
     static void Do(Verb verb, const AppKey& key, Record& record, Actions& actions);
     static void Tell(Verb verb, const AppKey& key, const Record& record, Actions& actions);
 

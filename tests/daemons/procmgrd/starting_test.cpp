@@ -216,6 +216,22 @@ TEST_F(Starting, WritesTheOutputOfAnApplicationToItsFile) {
     EXPECT_THAT(line, HasSubstr("hello"));
 }
 
+TEST_F(Starting, WritesNothingThroughALinkInPlaceOfTheOwnersLogFolder) {
+    Manifests(
+        "{app_name: talker, bin_path: \"${APP}\", arguments: [print=hello], "
+        "env_argv: {TEST_NOTES: \"${DIR}/notes\"}}");
+    std::filesystem::create_directories(Folder() + "/logs");
+    std::filesystem::create_directories(Folder() + "/elsewhere");
+    std::filesystem::create_directory_symlink(Folder() + "/elsewhere", Folder() + "/logs/group");
+    StartDaemon({"--log-dir", Folder() + "/logs"});
+    const auto owner = Owner();
+    StartAndWait(*owner, "talker");
+    EXPECT_NE(daemon_->WaitForLine("goes to the daemon's own: the folder " + Folder() + "/logs/group: Not a directory"),
+              "");
+    EXPECT_NE(daemon_->WaitForLine("talker: hello"), "");
+    EXPECT_TRUE(std::filesystem::is_empty(Folder() + "/elsewhere"));
+}
+
 TEST_F(Starting, WritesTheOutputBehindTheNameToTheDaemonsOwnOutput) {
     Manifests(
         "{app_name: talker, bin_path: \"${APP}\", arguments: [print=hello], "

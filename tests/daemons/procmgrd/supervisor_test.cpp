@@ -249,7 +249,20 @@ TEST_F(SupervisorOfOne, AnswersATerminationOfOneThatDoesNotRunAtOnce) {
     EXPECT_THAT(Describe(supervisor_.Terminate(kCam)), ElementsAre("report 3 pid 0 reason 0 value 0"));
     Run();
     static_cast<void>(supervisor_.Exited(kCam, {false, 0}));
-    EXPECT_THAT(Describe(supervisor_.Terminate(kCam)), ElementsAre("report 3 pid 70 reason 0 value 0"));
+    EXPECT_THAT(Describe(supervisor_.Terminate(kCam)), ElementsAre("report 3 pid 0 reason 0 value 0"));
+}
+
+TEST_F(SupervisorOfOne, ForgetsOneThatIsDown) {
+    EXPECT_THAT(supervisor_.Terminate(kCam), testing::SizeIs(1));
+    EXPECT_EQ(supervisor_.Size(), 0U);
+    Run();
+    EXPECT_EQ(supervisor_.Size(), 1U);
+    static_cast<void>(supervisor_.Exited(kCam, {true, 9}));
+    EXPECT_EQ(supervisor_.Size(), 0U);
+    static_cast<void>(supervisor_.Start(kCam, Request(true), kForced));
+    static_cast<void>(supervisor_.LaunchFailed(kCam, {ExitReason::IO_ERROR, 5}));
+    EXPECT_EQ(supervisor_.Size(), 0U);
+    EXPECT_EQ(supervisor_.QueryState(kCam), 1U);
 }
 
 TEST_F(SupervisorOfOne, TellsAnUnaskedExitByItsStatus) {
@@ -266,6 +279,14 @@ TEST_F(SupervisorOfOne, PassesOnWhatTheApplicationSaysAndRepeatsItToTheNextStart
     EXPECT_THAT(Describe(supervisor_.Reported(kCam, 0)), ElementsAre("app-report 0 pid 70"));
     EXPECT_THAT(Describe(supervisor_.Start(kCam, Request(false), kForced)),
                 ElementsAre("report 0 pid 70 reason 0 value 0", "app-report 0 pid 70"));
+}
+
+TEST_F(SupervisorOfOne, PassesTheSameWordOnOnce) {
+    Run();
+    EXPECT_THAT(Describe(supervisor_.Reported(kCam, 0)), ElementsAre("app-report 0 pid 70"));
+    EXPECT_THAT(Describe(supervisor_.Reported(kCam, 0)), IsEmpty());
+    EXPECT_THAT(Describe(supervisor_.Reported(kCam, 1)), ElementsAre("app-report 1 pid 70"));
+    EXPECT_THAT(Describe(supervisor_.Reported(kCam, 0)), ElementsAre("app-report 0 pid 70"));
 }
 
 TEST_F(SupervisorOfOne, PassesOnAWordThatCameBeforeTheStartWasKnown) {
@@ -294,7 +315,7 @@ TEST(Supervisor, KeepsTheApplicationsOfOwnersApart) {
     EXPECT_THAT(supervisor.LiveAppsOf("a"), ElementsAre("cam"));
     EXPECT_THAT(supervisor.LiveAppsOf("ab"), ElementsAre("cam"));
     EXPECT_EQ(supervisor.LiveApps().size(), 2U);
-    supervisor.Forget("a");
+    static_cast<void>(supervisor.Exited({"a", "cam"}, {}));
     EXPECT_THAT(supervisor.LiveApps(), ElementsAre(AppKey{"ab", "cam"}));
 }
 
