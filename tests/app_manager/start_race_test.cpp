@@ -104,13 +104,15 @@ TEST_F(StartRace, SuccessForWhichThereIsNoThreadIsReportedAllTheSame) {
 
 // Entries that fit into no message.
 
+constexpr size_t kUnsentSizes[] = {3956, 3957, 3958, 3959};
+
 /// The name whose start entry, without arguments and parameters, has this many bytes.
 std::string NameForEntry(size_t bytes) {
     return std::string(bytes - std::string("#0#0#").size(), 'x');
 }
 
 TEST_F(StartRace, EntryThatIsNotSentBehindOneThatIsCountsAsSentAndWaitsOutTheTime) {
-    for (const size_t bytes : {3956, 3957, 3958, 3959}) {
+    for (const size_t bytes : kUnsentSizes) {
         const std::string first = "a" + std::to_string(bytes);
         const std::string second = NameForEntry(bytes);
         Load({Manifest(first), Manifest(second)});
@@ -123,7 +125,7 @@ TEST_F(StartRace, EntryThatIsNotSentBehindOneThatIsCountsAsSentAndWaitsOutTheTim
 }
 
 TEST_F(StartRace, EntryThatIsNotSentAndIsTheOnlyOneFailsAtOnce) {
-    for (const size_t bytes : {3956, 3957, 3958, 3959}) {
+    for (const size_t bytes : kUnsentSizes) {
         const std::string name = NameForEntry(bytes);
         Load({Manifest(name)});
         EXPECT_EQ(Start({name}), "false " + name + "=START_FAILED");

@@ -282,13 +282,19 @@ void SimulatedGroup::ChangeBeside(std::mt19937& random) {
     static_cast<void>(Carry(RandomRequest(random), answer));
 }
 
+// Terminations have their time for each wave, starts and restarts have it as a whole.
+int SimulatedGroup::MostWaits(const Request& request) {
+    const bool hasTemplate = std::any_of(request.term.begin(), request.term.end(),
+                                         [](const AppInfoForServer& entry) { return IsGroupTemplate(entry.appName); });
+    const size_t terminated = request.term.size() + (hasTemplate ? GroupDrivingNames().size() : 0);
+    const size_t waves = request.term.empty() ? 0 : terminated + 1;
+    return static_cast<int>(waves) + (request.start.empty() ? 0 : 1) + (request.restart.empty() ? 0 : 1);
+}
+
 bool SimulatedGroup::Carry(const Request& request, std::vector<AppChangeInfo>& answer) {
     const WaitMeter meter;
     const bool ok = server_.ChangeApp(request.term, request.start, request.restart, answer, request.timeoutMs);
-    // A wait for each wave, for the first one and for the end of the terminations, for the starts, for the restarts. A
-    // template counts for its instances.
-    const int waits = static_cast<int>(request.term.size() + GroupDrivingNames().size()) + 4;
-    if (!meter.IsWithin(waits * ProcMgr::EffectiveWait(request.timeoutMs))) {
+    if (!meter.IsWithin(MostWaits(request) * ProcMgr::EffectiveWait(request.timeoutMs))) {
         Complain("a change waited longer than its time-out allows: " + Text(request));
     }
     CheckAnswer(request, ok, answer);

@@ -75,6 +75,7 @@ private:
     // Changes and stops.
     void Change();
     void ChangeBeside(std::mt19937& random);
+    static int MostWaits(const Request& request);
     bool Carry(const Request& request, std::vector<AppChangeInfo>& answer);
     void StopAll();
     static Request RandomRequest(std::mt19937& random);
