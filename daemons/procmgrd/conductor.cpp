@@ -1,5 +1,6 @@
 #include "daemons/procmgrd/conductor.h"
 
+#include <chrono>
 #include <cstring>
 
 #include "daemons/procmgrd/daemon_log.h"
@@ -11,6 +12,8 @@ using ProcMgr::Message::AppStateInfo;
 using ProcMgr::Message::ReportAppStateType;
 
 constexpr size_t kLaunchesPerTurn = 8;
+// After a launch that took longer, the others wait for the next turn.
+constexpr std::chrono::milliseconds kLaunchTimePerTurn{50};
 
 // The daemon's own stop is one deadline.
 const AppKey kNobody;
@@ -80,7 +83,9 @@ void Conductor::OnTerminationDeadline(const AppKey& key) {
 }
 
 bool Conductor::EndTurn() {
-    for (size_t left = kLaunchesPerTurn; left > 0 && !queue_.empty(); --left) {
+    const auto end = std::chrono::steady_clock::now() + kLaunchTimePerTurn;
+    const auto hasTime = [end] { return std::chrono::steady_clock::now() < end; };
+    for (size_t left = kLaunchesPerTurn; left > 0 && !queue_.empty() && hasTime(); --left) {
         const auto [key, request] = std::move(queue_.front());
         queue_.pop_front();
         Launch(key, request);

@@ -1,6 +1,7 @@
 /// Carries out what the supervisor decides: the one place where requests, processes and deadlines meet.
 ///
-/// Launches wait in a queue and are made a few per turn of the loop, so that a large request keeps nobody waiting.
+/// Launches wait in a queue and are made a few per turn of the loop, so that a large request keeps nobody waiting. A
+/// slow one is the last of its turn.
 #ifndef PROCMGR_PROCMGRD_CONDUCTOR_H
 #define PROCMGR_PROCMGRD_CONDUCTOR_H
 

@@ -20,7 +20,6 @@ namespace ProcMgr {
 namespace {
 
 constexpr size_t kMaxFiles = 65536;
-constexpr size_t kMaxBytes = 64 * kMaxYamlBytes;
 
 struct DirCloser {
     void operator()(DIR* dir) const { closedir(dir); }
@@ -38,18 +37,19 @@ bool IsManifestFile(const std::string& name) {
 
 /// How many of the files have no more bytes together than may be read. One that is too long counts as far as it is
 /// looked at, so that it hides no other one.
-size_t CountWithinBytes(const std::vector<std::string>& files) {
+size_t CountWithinBytes(const std::vector<std::string>& files, size_t maxBytes) {
     size_t bytes = 0;
-    const auto isTooMuch = [&bytes](const std::string& file) {
+    const auto isTooMuch = [&bytes, maxBytes](const std::string& file) {
         struct stat status {};
         const bool isFile = stat(file.c_str(), &status) == 0 && S_ISREG(status.st_mode);
         bytes += isFile ? std::min(static_cast<size_t>(status.st_size), kMaxYamlBytes) : 0;
-        return bytes > kMaxBytes;
+        return bytes > maxBytes;
     };
     return static_cast<size_t>(std::find_if(files.begin(), files.end(), isTooMuch) - files.begin());
 }
 
-std::vector<std::string> FilesOfFolder(const std::string& folder, std::vector<ManifestError>& errors) {
+std::vector<std::string> FilesOfFolder(const std::string& folder, size_t mebibytes,
+                                       std::vector<ManifestError>& errors) {
     const std::unique_ptr<DIR, DirCloser> dir(opendir(folder.c_str()));
     std::vector<std::string> files;
     if (!dir) {
@@ -67,23 +67,23 @@ std::vector<std::string> FilesOfFolder(const std::string& folder, std::vector<Ma
         errors.push_back({folder, 0, 0, "", "holds more than 65536 manifest files; the others are not read"});
         files.resize(kMaxFiles);
     }
-    const size_t count = CountWithinBytes(files);
+    const size_t count = CountWithinBytes(files, mebibytes << 20);
     if (count < files.size()) {
         errors.push_back({folder, 0, 0, "",
-                          "holds more than 64 MiB of manifests; " + Quote(files[count].substr(prefix.size())) +
-                              " and those after it are not read"});
+                          "holds more than " + std::to_string(mebibytes) + " MiB of manifests; " +
+                              Quote(files[count].substr(prefix.size())) + " and those after it are not read"});
         files.resize(count);
     }
     return files;
 }
 
-std::vector<std::string> FilesUnder(const std::string& path, std::vector<ManifestError>& errors) {
+std::vector<std::string> FilesUnder(const std::string& path, size_t mebibytes, std::vector<ManifestError>& errors) {
     struct stat status {};
     if (stat(path.c_str(), &status) != 0) {
         errors.push_back({path, 0, 0, "", CannotRead(errno)});
         return {};
     }
-    return S_ISDIR(status.st_mode) ? FilesOfFolder(path, errors) : std::vector<std::string>{path};
+    return S_ISDIR(status.st_mode) ? FilesOfFolder(path, mebibytes, errors) : std::vector<std::string>{path};
 }
 
 void ReadManifestFile(const std::string& file, const std::map<std::string, std::string>& matchData, LoadResult& result,
@@ -169,10 +169,11 @@ std::string OneLine(const std::string& text) {
 
 }  // namespace
 
-LoadResult LoadManifests(const std::string& path, const std::map<std::string, std::string>& matchData) {
+LoadResult LoadManifests(const std::string& path, const std::map<std::string, std::string>& matchData,
+                         size_t mebibytes) {
     LoadResult result;
     std::vector<ManifestEntry> entries;
-    for (const std::string& file : FilesUnder(path, result.errors)) {
+    for (const std::string& file : FilesUnder(path, mebibytes, result.errors)) {
         ReadManifestFile(file, matchData, result, entries);
     }
     KeepFirstOfName(entries, result.warnings);

@@ -5,6 +5,7 @@
 #ifndef PROCMGR_PLATFORM_POSIX_MANIFEST_MANIFEST_LOADER_H
 #define PROCMGR_PLATFORM_POSIX_MANIFEST_MANIFEST_LOADER_H
 
+#include <cstddef>
 #include <map>
 #include <string>
 #include <vector>
@@ -31,8 +32,10 @@ struct LoadResult {
 };
 
 /// Reads every manifest under `path`: a file, or the *.yaml and *.yml of a folder except its replacement data.
-/// `${KEY}` is replaced from `matchData`. A bad manifest gives errors and hides no other manifest.
-[[nodiscard]] LoadResult LoadManifests(const std::string& path, const std::map<std::string, std::string>& matchData);
+/// `${KEY}` is replaced from `matchData`. A bad manifest gives errors and hides no other manifest. Of a folder
+/// `mebibytes` are read at most; the files after these, in name order, are one error.
+[[nodiscard]] LoadResult LoadManifests(const std::string& path, const std::map<std::string, std::string>& matchData,
+                                       size_t mebibytes = 64);
 
 /// "file:line:column: key 'k': text" in one line of printable text; leaves out what is not known.
 [[nodiscard]] std::string FormatError(const ManifestError& error);

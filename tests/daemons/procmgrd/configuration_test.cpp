@@ -53,6 +53,18 @@ TEST_F(Loading, KeepsTheGoodOnesBesideABadOneAndLogsWhereItIsBad) {
     WaitPid("cam waits");
 }
 
+TEST_F(Loading, OfMoreThanTheLoopCanWaitForStopsThere) {
+    Manifests(kCam);
+    const std::string comment = "# " + std::string((size_t{1} << 20) - 3, 'x') + "\n";
+    for (int i = 0; i < 8; ++i) {
+        Manifests(comment, "long" + std::to_string(i) + ".yaml");
+    }
+    StartDaemon();
+    OwnerClient owner("group");
+    EXPECT_EQ(owner.Load(ManifestPath(), MatchData()), 0);
+    EXPECT_THAT(daemon_->WaitForLine("bad manifest: "), HasSubstr("holds more than 8 MiB of manifests; 'long7.yaml'"));
+}
+
 TEST_F(Reloading, KeepsAProcessAndUsesTheNewManifestForTheNextStart) {
     Manifests(kCam);
     StartDaemon();
