@@ -220,7 +220,7 @@ TEST_F(BusHostility, AClientThatNeverReadsItsAnswersLosesItsConnection) {
     while (client.Send(request) || errno == EAGAIN) {
         ExpectGoodService();
     }
-    EXPECT_EQ(errno, EPIPE);
+    EXPECT_TRUE(errno == EPIPE || errno == ECONNRESET) << errno;
     EXPECT_TRUE(TunorTest::WaitForLog("on grpowner: it does not read its answers"));
     ExpectGoodService();
 }

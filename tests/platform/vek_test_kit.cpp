@@ -91,6 +91,10 @@ void Service::Tell(const std::string& line) {
     watched_.Change([&] { told_.push_back(line); });
 }
 
+void Service::ForgetTold() {
+    watched_.Change([&] { told_.clear(); });
+}
+
 std::vector<std::string> Service::Told() const {
     return WaitForTold(0);
 }

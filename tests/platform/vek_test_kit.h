@@ -40,6 +40,7 @@ public:
     VEKQueueOps QueueOps() const;
 
     void Tell(const std::string& line);
+    void ForgetTold();
     std::vector<std::string> Told() const;
     /// Waits until so many things were told; fewer after half a minute.
     std::vector<std::string> WaitForTold(size_t count) const;
