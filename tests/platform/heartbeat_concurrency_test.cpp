@@ -2,10 +2,12 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "platform/posix/common_posix/app_beat.h"
 #include "tests/platform/heartbeat_test_kit.h"
 
 namespace ProcMgr::Posix {
@@ -31,6 +33,28 @@ TEST(ConcurrentHearts, MayStartAndStopInManyThreadsWhileBeatsAndNoticesCome) {
     for (std::thread& thread : threads) {
         thread.join();
     }
+    EXPECT_EQ(DisableAllCheckHeartBeat(), 0);
+}
+
+TEST(ConcurrentHearts, MayBeVouchedForWhileWatchesComeAndGo) {
+    const HeartFolder folder("1");
+    std::atomic<bool> isDone{false};
+    std::thread manager([&isDone] {
+        while (!isDone) {
+            TakeAppBeat({});
+            TakeAppBeat({"cam", 1, getgid()});
+        }
+    });
+    for (int round = 0; round < 100; ++round) {
+        EXPECT_EQ(StartWatching("cam", getgid()), 0);
+        EXPECT_EQ(StartWatching("lidar", getgid()), 0);
+        EXPECT_EQ(UnregisterCheckHeartBeat("cam", 3), 0);
+        EXPECT_EQ(DisableAllCheckHeartBeat(), 0);
+    }
+    ASSERT_EQ(StartWatching("lidar", getgid()), 0);
+    EXPECT_THAT(Notices::Get().WaitFor(1), testing::Not(testing::IsEmpty()));
+    isDone = true;
+    manager.join();
     EXPECT_EQ(DisableAllCheckHeartBeat(), 0);
 }
 
