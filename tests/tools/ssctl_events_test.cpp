@@ -79,10 +79,11 @@ TEST(FollowEvents, FailsAtItsTimeOutWhenEventsAreMissing) {
 
 TEST(FollowEvents, SaysHowToGetAQueueWhenThereIsNone) {
     const Followed followed(Line(1, {}), {Failure(Delivery::NO_SERVICE)});
-    EXPECT_EQ(RenderComplaint(followed.outcome),
-              "ssctl: nobody tells events on 'grp_owner_events' in /run/procmgr.\n"
-              "       Start the group owner with 'grpownerd --events grp_owner_events', or choose another with --queue"
-              " and --run-dir.\n");
+    EXPECT_EQ(
+        RenderComplaint(followed.outcome),
+        "ssctl: nobody tells events on 'grp_owner_events' in /run/procmgr.\n"
+        "       Start the group owner with 'grpownerd --resource grp_owner --events grp_owner_events', or choose another with --queue"
+        " and --run-dir.\n");
     EXPECT_EQ(ExitCodeOf(followed.outcome.fault), ExitCode::NO_SERVICE);
 }
 

@@ -146,6 +146,19 @@ TEST_F(SsctlGroup, SetsSystemStatesVerifiesReloadsAndDumps) {
     EXPECT_THAT(Ssctl({"list", "--names"}).output, HasSubstr("late\n"));
 }
 
+TEST_F(SsctlGroup, FollowsTheSystemStatesThatItSets) {
+    ASSERT_NO_FATAL_FAILURE(StartManager());
+    StartOwner({"--resource", "grp_owner", "--events", "grp_owner_events"});
+    ASSERT_NE(owner_->WaitForLine("] UP "), "") << owner_->Output() << manager_->Output();
+    ChildProcess follower({Program(), "events", "--count", "1", "--timeout", "60000"}, environment_);
+    // Nobody says when the follower is there; so states are set until it has one.
+    while (!HasEnded(follower)) {
+        ASSERT_EQ(Ssctl({"set-state", "CALIBRATION"}).exitCode, 0);
+    }
+    EXPECT_EQ(follower.WaitForExit(), 0);
+    EXPECT_EQ(follower.Output(), "CALIBRATION\n");
+}
+
 TEST_F(SsctlGroup, SaysWhatToDoWhenTheManifestsAreBad) {
     ASSERT_NO_FATAL_FAILURE(BootWithResource());
     Manifests("b.yaml", "{app_name: [}");

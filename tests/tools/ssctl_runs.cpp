@@ -39,6 +39,11 @@ namespace {
 
 }  // namespace
 
+bool HasEnded(const ChildProcess& child) {
+    siginfo_t end{};
+    return waitid(P_PID, static_cast<id_t>(child.Pid()), &end, WEXITED | WNOHANG | WNOWAIT) != 0 || end.si_pid != 0;
+}
+
 std::string SsctlRuns::Program() {
     return SSCTL_PATH;
 }

@@ -15,6 +15,9 @@ struct SsctlResult {
     std::string complaint;  ///< standard error
 };
 
+/// True when the process has ended, though nobody may have waited for it yet.
+bool HasEnded(const ChildProcess& child);
+
 class SsctlRuns : public GroupFixture {
 protected:
     /// Boots the group of the manifests with the resource "grp_owner".

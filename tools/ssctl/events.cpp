@@ -21,8 +21,8 @@ Outcome ComplainOfQueue(const CommandLine& line, const EventReply& reply) {
         return Complain(Fault::NO_SERVICE,
                         "nobody tells events on '" + QueueName(line) + "' in " + RunDirName(line) +
                             (reply.detail.empty() ? "" : ": " + reply.detail),
-                        "Start the group owner with 'grpownerd --events " + QueueName(line) +
-                            "', or choose another with --queue and --run-dir.");
+                        "Start the group owner with 'grpownerd --resource " + line.resource + " --events " +
+                            QueueName(line) + "', or choose another with --queue and --run-dir.");
     }
     CommandLine named = line;
     named.resource = QueueName(line);
