@@ -137,12 +137,13 @@ TEST_F(AppReports, BarrierIsPassedWhenEverythingBeforeItWasHandled) {
 
 TEST_F(AppReports, OfAProcessOfTheApplicationThatHasEndedAlreadyCount) {
     const std::string fifo = MakeFifo();
-    Apps("{app_name: cam, bin_path: $PROBE, arguments: [usr1, 'send-by-child:READY=1', 'fifo:" + fifo +
+    Apps("{app_name: cam, bin_path: $PROBE, arguments: ['say:waiting', usr1, 'send-by-child:READY=1', 'fifo:" + fifo +
          "'], is_reporting: true, is_auto_boot: true}");
     ASSERT_NO_FATAL_FAILURE(Start());
     const std::string started = manager_->WaitForLine("application cam runs, pid ");
     ASSERT_NE(started, "");
     const auto cam = static_cast<pid_t>(std::stol(started.substr(started.find("runs, pid ") + 10)));
+    ASSERT_TRUE(manager_->WaitForOutput("cam: waiting\n"));
     HoldManager();
     kill(cam, SIGUSR1);
     AwaitFifo(fifo);

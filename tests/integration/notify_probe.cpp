@@ -116,6 +116,7 @@ void SayWatchdog(const std::string&) {
 }
 
 const std::map<std::string, std::function<void(const std::string&)>> kCommands = {
+    {"say", Say},
     {"send", [](const std::string& text) { Send(text); }},
     {"send-by-child", SendByChild},
     {"send-with-descriptors", SendWithDescriptors},
