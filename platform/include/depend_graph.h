@@ -21,9 +21,9 @@ public:
     /// `name` waits for `dependency`; both become vertices.
     void AddEdge(const std::string& name, const std::string& dependency);
 
-    /// A vertex that stands for a name outside the graph: it waits and is waited for, but is not seen. It is never among
-    /// the free vertices, Pop does not find it, IsEmpty does not count it, and it goes by itself when it waits for
-    /// nothing more. It needs an edge to wait for. n names that wait for m others through it cost n + m edges.
+    /// A vertex that stands for a name outside the graph: it waits and is waited for, but is not seen. It is never
+    /// among the free vertices, Pop does not find it, IsEmpty does not count it, and it goes by itself when it waits
+    /// for nothing more. It needs an edge to wait for. n names that wait for m others through it cost n + m edges.
     void AddRelay(const std::string& name);
 
     bool IsEmpty() const;

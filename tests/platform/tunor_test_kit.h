@@ -12,8 +12,8 @@
 #include <thread>
 #include <vector>
 
-#include "platform/posix/tunor/tunor_server.h"
 #include "platform/posix/common_posix/unique_fd.h"
+#include "platform/posix/tunor/tunor_server.h"
 
 namespace TunorTest {
 
