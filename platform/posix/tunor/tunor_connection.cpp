@@ -256,19 +256,23 @@ bool TunorConnection::Enqueue(const FrameView& frame) {
     return true;
 }
 
+// The end of sending comes before the loss is told: who has heard of it must not succeed in sending any more.
 void TunorConnection::EndReading(const char* reason) {
-    FailCalls(-EPIPE);
-    bool lost = false;
-    {
-        const std::lock_guard<std::mutex> lock(queueMutex_);
-        readingEnded_ = true;
-        lost = !closing_;
-    }
-    if (lost) {
+    if (!IsClosing()) {
         TUNOR_LOG(kTunorError, "TunorConnection : lost the pipe to %s: %s (fd=%d)", peerName_.c_str(), reason, Fd());
         ::shutdown(fd_.Get(), SHUT_RDWR);
     }
+    FailCalls(-EPIPE);
+    {
+        const std::lock_guard<std::mutex> lock(queueMutex_);
+        readingEnded_ = true;
+    }
     queueChanged_.notify_all();
+}
+
+bool TunorConnection::IsClosing() const {
+    const std::lock_guard<std::mutex> lock(queueMutex_);
+    return closing_;
 }
 
 void TunorConnection::DispatchLoop() {
@@ -321,11 +325,8 @@ void TunorConnection::DeliverRequest(Delivery& delivery) {
 }
 
 void TunorConnection::TellLost() {
-    {
-        const std::lock_guard<std::mutex> lock(queueMutex_);
-        if (closing_) {
-            return;
-        }
+    if (IsClosing()) {
+        return;
     }
     try {
         if (const OwnerPipeLostHandler handler = GetPipeLostHandler()) {

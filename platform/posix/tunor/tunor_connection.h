@@ -82,6 +82,7 @@ private:
     std::optional<Delivery> NextDelivery();
     void Deliver(Delivery& delivery);
     void DeliverRequest(Delivery& delivery);
+    bool IsClosing() const;
     void TellLost();
 
     // Constant after construction.
@@ -105,7 +106,7 @@ private:
     int callsEnd_ = 0;  // negative errno once no call can succeed any more
 
     // Never taken together with callsMutex_.
-    std::mutex queueMutex_;
+    mutable std::mutex queueMutex_;
     std::condition_variable queueChanged_;
     std::deque<Delivery> queue_;  // guarded by queueMutex_, as are the next four
     size_t queuedBytes_ = 0;
