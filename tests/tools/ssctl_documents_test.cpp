@@ -65,7 +65,7 @@ TEST_P(SsctlDocuments, KnowEveryCommandAndOption) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Each, SsctlDocuments,
-                         testing::Values(SSCTL_DOCS_FOLDER "/ssctl.md", SSCTL_SOURCE_FOLDER "/ssctl.1",
+                         testing::Values(SSCTL_DOCS_FOLDER "/ssctl.md", SSCTL_DOCS_FOLDER "/man/ssctl.1",
                                          SSCTL_SOURCE_FOLDER "/completion/ssctl.bash",
                                          SSCTL_SOURCE_FOLDER "/completion/_ssctl"));
 

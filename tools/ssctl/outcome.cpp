@@ -63,7 +63,7 @@ std::string RenderText(const Outcome& outcome, bool wantsColour) {
     if (!outcome.table.columns.empty()) {
         text += RenderTable(outcome.table, wantsColour);
     }
-    return text;
+    return text + outcome.text;
 }
 
 std::string RenderComplaint(const Outcome& outcome) {
@@ -79,11 +79,10 @@ std::string RenderComplaint(const Outcome& outcome) {
 
 std::string RenderDocument(const Subject& subject, const Outcome& outcome) {
     const FaultRow& row = RowOf(outcome.fault);
-    Json document = {{"schema", kSchemaVersion},
-                     {"command", subject.command},
-                     {"resource", subject.resource},
-                     {"ok", outcome.fault == Fault::NONE},
-                     {"exit_code", static_cast<int>(row.exit)}};
+    Json document = {{"schema", kSchemaVersion}, {"command", subject.command}};
+    document[subject.path.empty() ? "resource" : "path"] = subject.path.empty() ? subject.resource : subject.path;
+    document["ok"] = outcome.fault == Fault::NONE;
+    document["exit_code"] = static_cast<int>(row.exit);
     document.update(outcome.members);
     if (outcome.fault != Fault::NONE) {
         document["error"] = {{"kind", row.name}, {"message", outcome.problem}, {"advice", outcome.advice}};

@@ -32,13 +32,15 @@ struct Outcome {
     // What to show; each may be empty.
     Table table;
     std::string sentence;
+    std::string text;  ///< goes out as it is: what other programs read
     nlohmann::ordered_json members = nlohmann::ordered_json::object();  ///< of the document
 };
 
-/// Who is spoken to and with what.
+/// Who is spoken to and with what; a command that speaks to nobody has the path of what it reads instead.
 struct Subject {
     std::string command;
     std::string resource;
+    std::string path = {};
 };
 
 [[nodiscard]] ExitCode ExitCodeOf(Fault fault);
