@@ -14,6 +14,7 @@
 
 #include "daemons/grpownerd/event_printer.h"
 #include "daemons/grpownerd/owner_news.h"
+#include "daemons/service/service_notice.h"
 #include "include/procmgr_grp_owner.h"
 #include "include/ss_to_owner_server.h"
 #include "platform/include/owner_link.h"
@@ -127,12 +128,24 @@ int BlockAndOpenSignals() {
     return signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
 }
 
-void SayBoot(BootState state) {
+void SayUp(const std::string& event, const std::string& text, ServiceNotice& service) {
+    Printer().Say(event, text);
+    const int error = service.Ready(text);
+    if (error != 0) {
+        static_cast<void>(
+            std::fprintf(stderr, "grpownerd: cannot tell %s, the address in NOTIFY_SOCKET, that the group is up: %s\n",
+                         service.Address().c_str(), std::generic_category().message(error).c_str()));
+    }
+}
+
+void SayBoot(BootState state, ServiceNotice& service) {
     switch (state) {
+        case BootState::STARTING:
+            return service.Status("starting the auto-boot applications");
         case BootState::UP:
-            return Printer().Say("UP", "every auto-boot application runs");
+            return SayUp("UP", "every auto-boot application runs", service);
         case BootState::PARTLY_UP:
-            return Printer().Say("PARTLY_UP", "not every auto-boot application runs; the log says which and why");
+            return SayUp("PARTLY_UP", "not every auto-boot application runs; the log says which and why", service);
         case BootState::FAILED:
             static_cast<void>(std::fprintf(
                 stderr,
@@ -163,15 +176,16 @@ int End(int exitCode, std::thread& boot) {
     return exitCode;
 }
 
-int WaitForTheEnd(int signalDescriptor, std::thread& boot) {
+int WaitForTheEnd(int signalDescriptor, std::thread& boot, ServiceNotice& service) {
     BootState told = BootState::CONNECTING;
     for (;;) {
         pollfd descriptors[] = {{signalDescriptor, POLLIN, 0}, {News().Descriptor(), POLLIN, 0}};
-        if (poll(descriptors, std::size(descriptors), -1) < 0 && errno != EINTR) {
+        if (poll(descriptors, std::size(descriptors), service.BeatIfDue()) < 0 && errno != EINTR) {
             throw std::system_error(errno, std::generic_category(), "poll");
         }
         if ((descriptors[0].revents & POLLIN) != 0) {
             Printer().Say("ENDING", "asked to end; the applications stay with the process manager");
+            service.Stopping("asked to end");
             return End(kEnded, boot);
         }
         News().Drain();
@@ -180,12 +194,13 @@ int WaitForTheEnd(int signalDescriptor, std::thread& boot) {
                 std::fprintf(stderr,
                              "grpownerd: the connection to the process manager is lost; start procmgrd again, "
                              "then grpownerd\n"));
+            service.Stopping("the connection to the process manager is lost");
             return End(kPipeLost, boot);
         }
         const BootState state = News().Boot();
         if (state != told) {
             told = state;
-            SayBoot(state);
+            SayBoot(state, service);
         }
         if (state == BootState::FAILED) {
             boot.join();
@@ -204,12 +219,14 @@ int RunOwner(const OwnerOptions& options) {
         throw std::system_error(errno, std::generic_category(), "signalfd");
     }
     setenv("PROC_NAME", options.name.c_str(), 1);
+    ServiceNotice service;
     OwnerSetAppReportHandler(OnAppReport);
     OwnerSetPipeLostHandler(OnPipeLost);
     Printer().Say("CONNECTING", "as owner '" + options.name + "' to the process manager");
+    service.Status("connecting to the process manager");
     News();
     std::thread boot(Boot, options);
-    const int exitCode = WaitForTheEnd(signals, boot);
+    const int exitCode = WaitForTheEnd(signals, boot, service);
     close(signals);
     return exitCode;
 }

@@ -64,6 +64,9 @@ public:
     bool IsStopped() const { return isStopping_ && queue_.empty() && host_.IsEmpty(); }
     bool IsStopping() const { return isStopping_; }
 
+    /// Those that run, come up or go down.
+    size_t CountApps() const { return launchables_.size(); }
+
     void DrainOutputs() { host_.DrainOutputs(); }
 
 private:

@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
+#include <string>
 #include <system_error>
 
 #include "daemons/procmgrd/daemon_log.h"
@@ -34,6 +35,9 @@ void RemoveOldAddresses(const std::string& folder) {
     }
 }
 
+// The daemon's own beat is nobody's deadline.
+const AppKey kDaemon;
+
 /// Each application takes a few descriptors.
 rlimit RaiseFileLimit() {
     rlimit limit{};
@@ -53,6 +57,7 @@ int Daemon::Run() {
     TellReady();
     // The end of a turn may be the end of the last process: then there is nothing more to wait for.
     for (bool moreToDo = conductor_->EndTurn(); !conductor_->IsStopped(); moreToDo = conductor_->EndTurn()) {
+        TellStatus();
         if (!loop_.Turn(moreToDo)) {
             PROCMGRD_LOG(kLogError, "the loop failed: %s", std::strerror(errno));
             return 1;
@@ -196,6 +201,13 @@ void Daemon::WatchHearts(const ProcMgr::Posix::HeartBeatSettings& settings) {
 
 void Daemon::TellReady() {
     PROCMGRD_LOG(kLogEvent, "procmgrd: ready, listening at %s/%s.sock", options_.runDir.c_str(), kPeerName);
+    status_ = StatusLine();
+    const int error = service_.Ready(status_);
+    if (error != 0) {
+        PROCMGRD_LOG(kLogWarn, "can't tell %s, the address in NOTIFY_SOCKET, that the daemon is ready: %s",
+                     service_.Address().c_str(), std::strerror(error));
+    }
+    TellLife();
     if (options_.readyFd >= 0) {
         const char byte = '1';
         if (write(options_.readyFd, &byte, sizeof(byte)) != sizeof(byte)) {
@@ -203,6 +215,26 @@ void Daemon::TellReady() {
                          std::strerror(errno));
         }
         static_cast<void>(close(options_.readyFd));
+    }
+}
+
+void Daemon::TellLife() {
+    const int untilNextMs = service_.BeatIfDue();
+    if (untilNextMs > 0) {
+        deadlines_.Arm(DeadlineKind::SERVICE, kDaemon, static_cast<uint32_t>(untilNextMs));
+    }
+}
+
+std::string Daemon::StatusLine() const {
+    return "owners: " + std::to_string(desk_->CountOwners()) +
+           ", applications: " + std::to_string(conductor_->CountApps());
+}
+
+void Daemon::TellStatus() {
+    const std::string status = service_.Address().empty() ? status_ : StatusLine();
+    if (status != status_) {
+        status_ = status;
+        service_.Status(status);
     }
 }
 
@@ -215,6 +247,7 @@ void Daemon::OnSignals() {
         }
         PROCMGRD_LOG(kLogEvent, "signal %u (%s) from process %u", info.ssi_signo,
                      strsignal(static_cast<int>(info.ssi_signo)), info.ssi_pid);
+        service_.Stopping(StatusLine());
         conductor_->Stop(options_.stopTimeoutMs);
     }
 }
@@ -223,6 +256,8 @@ void Daemon::OnDeadlines() {
     for (const DeadlineKey& deadline : deadlines_.TakeDue()) {
         if (deadline.first == DeadlineKind::HEARTBEAT) {
             hearts_->Tick();
+        } else if (deadline.first == DeadlineKind::SERVICE) {
+            TellLife();
         } else {
             conductor_->OnDeadline(deadline);
         }

@@ -18,6 +18,7 @@
 #include "daemons/procmgrd/options.h"
 #include "daemons/procmgrd/owner_desk.h"
 #include "daemons/procmgrd/owner_hearts.h"
+#include "daemons/service/service_notice.h"
 #include "platform/posix/common_posix/unique_fd.h"
 
 namespace Procmgrd {
@@ -40,10 +41,15 @@ private:
     void MakeConductor(const ProcMgr::Posix::HeartBeatSettings& hearts);
     void WatchHearts(const ProcMgr::Posix::HeartBeatSettings& settings);
     void TellReady();
+    void TellLife();
+    void TellStatus();
+    std::string StatusLine() const;
     void OnSignals();
     void OnDeadlines();
 
     const Options options_;
+    ServiceNotice service_;
+    std::string status_;  // the last one that was told
     rlimit fileLimit_{};
     EventLoop loop_;
     Deadlines deadlines_;

@@ -19,6 +19,7 @@ enum class DeadlineKind : uint8_t {
     HEARTBEAT,    ///< look whether an owner's heart stopped
     PULSE,        ///< tell owners that their applications' beats would reach them
     REPORTS,      ///< listen to an application again that had told too much
+    SERVICE,      ///< tell whoever started the daemon that it lives
 };
 
 using DeadlineKey = std::pair<DeadlineKind, AppKey>;

@@ -38,6 +38,8 @@ public:
     int PollFd() const { return server_->PollFd(); }
     void Dispatch() { server_->Dispatch(); }
 
+    size_t CountOwners() const { return owners_.CountConnected(); }
+
     /// To the owner, if it is there.
     void Report(const std::string& owner, const ProcMgr::Message::AppStateInfo& report);
     void AppReport(const AppKey& key, pid_t pid, uint32_t appState);

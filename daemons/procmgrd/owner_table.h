@@ -4,6 +4,7 @@
 
 #include <sys/types.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <optional>
@@ -43,6 +44,8 @@ public:
     /// Null when there is none; valid until Erase.
     Owner* Find(const std::string& name);
     Owner* FindByConnection(ConnectionId connection);
+
+    size_t CountConnected() const { return names_.size(); }
 
 private:
     std::map<std::string, Owner> owners_;

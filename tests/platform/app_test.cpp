@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstddef>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -103,6 +104,19 @@ TEST_F(AppSocket, WithoutAnAddressTheProcessIsNotConnected) {
 TEST_F(AppSocket, AnAddressThatDoesNotFitIsRefused) {
     ::setenv("PROCMGR_APP_SOCKET", std::string(108, 'a').c_str(), 1);
     EXPECT_EQ(FailureOf(ProcmgrAppReady), ENAMETOOLONG);
+}
+
+TEST_F(AppSocket, AnAddressMayBeAnAbstractName) {
+    const std::string name = "@procmgr-app-test/" + std::to_string(::getpid());
+    std::memcpy(address_.sun_path, name.data(), name.size());
+    address_.sun_path[0] = '\0';
+    fd_.Reset(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + name.size());
+    ASSERT_EQ(::bind(fd_.Get(), reinterpret_cast<sockaddr*>(&address_), size), 0);
+    ::setenv("PROCMGR_APP_SOCKET", name.c_str(), 1);
+    EXPECT_EQ(ProcmgrAppReady(), 0);
+    ucred sender = {};
+    EXPECT_EQ(Receive(sender), "procmgr 1 on");
 }
 
 TEST_F(AppSocket, AProcessManagerThatIsGoneIsAnError) {
