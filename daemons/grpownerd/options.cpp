@@ -69,6 +69,8 @@ ParsedOptions ParseOptions(int argc, char** argv) {
                    "Tell each system state as an event on the queue of this name. From then on every line of the log "
                    "goes to syslog, and to syslog only")
         ->needs(resource);
+    app.add_option("--ready-fd", options.readyDescriptor, "Descriptor that gets one byte when the boot is over")
+        ->check(CLI::NonNegativeNumber);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

@@ -14,6 +14,7 @@
 
 #include "daemons/grpownerd/event_printer.h"
 #include "daemons/grpownerd/owner_news.h"
+#include "daemons/service/ready_descriptor.h"
 #include "daemons/service/service_notice.h"
 #include "include/procmgr_grp_owner.h"
 #include "include/ss_to_owner_server.h"
@@ -128,24 +129,33 @@ int BlockAndOpenSignals() {
     return signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
 }
 
-void SayUp(const std::string& event, const std::string& text, ServiceNotice& service) {
-    Printer().Say(event, text);
-    const int error = service.Ready(text);
+void SayIfUntold(int error, const std::string& whom) {
     if (error != 0) {
-        static_cast<void>(
-            std::fprintf(stderr, "grpownerd: cannot tell %s, the address in NOTIFY_SOCKET, that the group is up: %s\n",
-                         service.Address().c_str(), std::generic_category().message(error).c_str()));
+        static_cast<void>(std::fprintf(stderr, "grpownerd: cannot tell %s that the group is up: %s\n", whom.c_str(),
+                                       std::generic_category().message(error).c_str()));
     }
 }
 
-void SayBoot(BootState state, ServiceNotice& service) {
+/// Who started this process, and how he is told that the group is up.
+struct Starter {
+    ServiceNotice service;
+    int readyDescriptor = -1;
+};
+
+void SayUp(const std::string& event, const std::string& text, Starter& starter) {
+    Printer().Say(event, text);
+    SayIfUntold(starter.service.Ready(text), starter.service.Address() + ", the address in NOTIFY_SOCKET,");
+    SayIfUntold(TellReadyDescriptor(starter.readyDescriptor), "the descriptor of --ready-fd");
+}
+
+void SayBoot(BootState state, Starter& starter) {
     switch (state) {
         case BootState::STARTING:
-            return service.Status("starting the auto-boot applications");
+            return starter.service.Status("starting the auto-boot applications");
         case BootState::UP:
-            return SayUp("UP", "every auto-boot application runs", service);
+            return SayUp("UP", "every auto-boot application runs", starter);
         case BootState::PARTLY_UP:
-            return SayUp("PARTLY_UP", "not every auto-boot application runs; the log says which and why", service);
+            return SayUp("PARTLY_UP", "not every auto-boot application runs; the log says which and why", starter);
         case BootState::FAILED:
             static_cast<void>(std::fprintf(
                 stderr,
@@ -176,16 +186,16 @@ int End(int exitCode, std::thread& boot) {
     return exitCode;
 }
 
-int WaitForTheEnd(int signalDescriptor, std::thread& boot, ServiceNotice& service) {
+int WaitForTheEnd(int signalDescriptor, std::thread& boot, Starter& starter) {
     BootState told = BootState::CONNECTING;
     for (;;) {
         pollfd descriptors[] = {{signalDescriptor, POLLIN, 0}, {News().Descriptor(), POLLIN, 0}};
-        if (poll(descriptors, std::size(descriptors), service.BeatIfDue()) < 0 && errno != EINTR) {
+        if (poll(descriptors, std::size(descriptors), starter.service.BeatIfDue()) < 0 && errno != EINTR) {
             throw std::system_error(errno, std::generic_category(), "poll");
         }
         if ((descriptors[0].revents & POLLIN) != 0) {
             Printer().Say("ENDING", "asked to end; the applications stay with the process manager");
-            service.Stopping("asked to end");
+            starter.service.Stopping("asked to end");
             return End(kEnded, boot);
         }
         News().Drain();
@@ -194,13 +204,13 @@ int WaitForTheEnd(int signalDescriptor, std::thread& boot, ServiceNotice& servic
                 std::fprintf(stderr,
                              "grpownerd: the connection to the process manager is lost; start procmgrd again, "
                              "then grpownerd\n"));
-            service.Stopping("the connection to the process manager is lost");
+            starter.service.Stopping("the connection to the process manager is lost");
             return End(kPipeLost, boot);
         }
         const BootState state = News().Boot();
         if (state != told) {
             told = state;
-            SayBoot(state, service);
+            SayBoot(state, starter);
         }
         if (state == BootState::FAILED) {
             boot.join();
@@ -219,14 +229,14 @@ int RunOwner(const OwnerOptions& options) {
         throw std::system_error(errno, std::generic_category(), "signalfd");
     }
     setenv("PROC_NAME", options.name.c_str(), 1);
-    ServiceNotice service;
+    Starter starter{ServiceNotice(), options.readyDescriptor};
     OwnerSetAppReportHandler(OnAppReport);
     OwnerSetPipeLostHandler(OnPipeLost);
     Printer().Say("CONNECTING", "as owner '" + options.name + "' to the process manager");
-    service.Status("connecting to the process manager");
+    starter.service.Status("connecting to the process manager");
     News();
     std::thread boot(Boot, options);
-    const int exitCode = WaitForTheEnd(signals, boot, service);
+    const int exitCode = WaitForTheEnd(signals, boot, starter);
     close(signals);
     return exitCode;
 }

@@ -15,6 +15,7 @@
 
 #include "daemons/procmgrd/daemon_log.h"
 #include "daemons/procmgrd/safe_folder.h"
+#include "daemons/service/ready_descriptor.h"
 #include "platform/posix/common_posix/packet_listener.h"
 #include "platform/posix/log/environment.h"
 
@@ -208,13 +209,10 @@ void Daemon::TellReady() {
                      service_.Address().c_str(), std::strerror(error));
     }
     TellLife();
-    if (options_.readyFd >= 0) {
-        const char byte = '1';
-        if (write(options_.readyFd, &byte, sizeof(byte)) != sizeof(byte)) {
-            PROCMGRD_LOG(kLogWarn, "can't write to descriptor %d of --ready-fd: %s", options_.readyFd,
-                         std::strerror(errno));
-        }
-        static_cast<void>(close(options_.readyFd));
+    const int descriptorError = TellReadyDescriptor(options_.readyFd);
+    if (descriptorError != 0) {
+        PROCMGRD_LOG(kLogWarn, "can't write to descriptor %d of --ready-fd: %s", options_.readyFd,
+                     std::strerror(descriptorError));
     }
 }
 

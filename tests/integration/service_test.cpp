@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <csignal>
 #include <filesystem>
@@ -105,6 +106,29 @@ TEST_F(Service, OfTheGroupOwnerIsReadyAlsoWhenNotEveryApplicationCameUp) {
     StartOwner();
     EXPECT_EQ(receiver_->AwaitWith("READY=1"),
               "READY=1\nSTATUS=not every auto-boot application runs; the log says which and why");
+}
+
+TEST_F(Service, OfTheGroupOwnerWritesAByteToTheReadyDescriptorWhenTheBootIsOver) {
+    Manifests("a.yaml", "{app_name: cam, bin_path: $APP, is_auto_boot: true}");
+    ASSERT_NO_FATAL_FAILURE(StartManager());
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    StartOwner({"--ready-fd", std::to_string(ends[1])});
+    close(ends[1]);
+    char byte = 0;
+    EXPECT_EQ(read(ends[0], &byte, 1), 1);
+    EXPECT_EQ(read(ends[0], &byte, 1), 0);
+    EXPECT_NE(owner_->WaitForLine("] UP "), "");
+    close(ends[0]);
+}
+
+TEST_F(Service, OfTheGroupOwnerSaysThatTheReadyDescriptorTakesNothing) {
+    Manifests("a.yaml", "{app_name: cam, bin_path: $APP, is_auto_boot: true}");
+    ASSERT_NO_FATAL_FAILURE(StartManager());
+    StartOwner({"--ready-fd", "999"});
+    EXPECT_NE(owner_->WaitForLine("grpownerd: cannot tell the descriptor of --ready-fd that the group is up: Bad file "
+                                  "descriptor"),
+              "");
 }
 
 TEST_F(Service, OfTheGroupOwnerBeatsAgainAndAgain) {
