@@ -1,6 +1,7 @@
 # Warnings, sanitizers and the helper functions that the folders share.
 
 set(PROCMGR_SANITIZE "" CACHE STRING "Empty, address (with undefined behaviour) or thread")
+option(PROCMGR_WERROR "A warning is an error" ${PROJECT_IS_TOP_LEVEL})
 option(PROCMGR_USE_CCACHE "Compile through ccache when it is installed" ON)
 
 if(PROCMGR_USE_CCACHE)
@@ -11,7 +12,16 @@ if(PROCMGR_USE_CCACHE)
     endif()
 endif()
 
-add_compile_options(-Wall -Wextra -Wpedantic -Wconversion -Werror -Wformat=2 -Wformat-nonliteral -Werror=format)
+add_compile_options(-Wall -Wextra -Wpedantic -Wconversion -Wformat=2 -Wformat-nonliteral)
+if(PROCMGR_WERROR)
+    add_compile_options(-Werror)
+endif()
+
+# What is built says nothing of the folder in which it was built: neither its log lines nor its debug information.
+add_compile_options(-fmacro-prefix-map=${PROJECT_SOURCE_DIR}=. -fdebug-prefix-map=${PROJECT_SOURCE_DIR}=.)
+if(NOT PROJECT_BINARY_DIR MATCHES "^${PROJECT_SOURCE_DIR}/")
+    add_compile_options(-fmacro-prefix-map=${PROJECT_BINARY_DIR}=build -fdebug-prefix-map=${PROJECT_BINARY_DIR}=build)
+endif()
 
 if(PROCMGR_SANITIZE STREQUAL "address")
     add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)

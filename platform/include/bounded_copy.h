@@ -6,6 +6,8 @@
 #include <stddef.h>
 #include <string.h>
 
+#include "platform/include/platform_export.h"
+
 #ifndef PROCMGR_HAVE_BOUNDED_COPY
 
 #ifdef __cplusplus
@@ -14,10 +16,10 @@ extern "C" {
 
 /// Returns 0 on success, also for a count of 0. EINVAL (22): `dest` or `src` is null, or `destMax` is 0.
 /// ERANGE (34): `count` is larger than `destMax`. After a failure a valid destination is all zero.
-int memcpy_s(void* dest, size_t destMax, const void* src, size_t count);
+PROCMGR_PLATFORM_API int memcpy_s(void* dest, size_t destMax, const void* src, size_t count);
 
 /// The same codes; a count larger than `destMax` fills the whole destination and returns ERANGE.
-int memset_s(void* dest, size_t destMax, int value, size_t count);
+PROCMGR_PLATFORM_API int memset_s(void* dest, size_t destMax, int value, size_t count);
 
 #ifdef __cplusplus
 }

@@ -11,7 +11,9 @@
 #include <string>
 #include <vector>
 
-class DependGraph {
+#include "platform/include/platform_export.h"
+
+class PROCMGR_PLATFORM_API DependGraph {
 public:
     DependGraph() = default;
 

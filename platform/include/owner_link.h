@@ -9,6 +9,8 @@
 #include <stddef.h>
 #include <stdint.h>
 
+#include "platform/include/platform_export.h"
+
 #ifdef __cplusplus
 extern "C" {
 #endif
@@ -21,8 +23,8 @@ typedef void (*OwnerAppReportHandler)(const char* name, size_t nameLen, int pid,
 typedef void (*OwnerPipeLostHandler)(int fd);
 
 /// Replaces the handler; null drops later reports. Set it before the connection is opened, so that no report is missed.
-void OwnerSetAppReportHandler(OwnerAppReportHandler handler);
-void OwnerSetPipeLostHandler(OwnerPipeLostHandler handler);
+PROCMGR_PLATFORM_API void OwnerSetAppReportHandler(OwnerAppReportHandler handler);
+PROCMGR_PLATFORM_API void OwnerSetPipeLostHandler(OwnerPipeLostHandler handler);
 
 #ifdef __cplusplus
 }

@@ -13,10 +13,11 @@
 
 #include "platform/include/application_manifest.h"
 #include "platform/include/depend_graph.h"
+#include "platform/include/platform_export.h"
 
 enum class ParamType : int32_t { MANIFEST = 0, REPLACE_DATA = 1 };
 
-class ParseAndDepend {
+class PROCMGR_PLATFORM_API ParseAndDepend {
 public:
     static ParseAndDepend& GetInstance();
 

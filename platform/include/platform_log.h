@@ -6,20 +6,22 @@
 #include <stdbool.h>
 #include <stdint.h>
 
+#include "platform/include/platform_export.h"
+
 #ifdef __cplusplus
 extern "C" {
 #endif
 
 /// True once EnableSyslogState was called; there is no way back.
-bool IsSyslogEnable(void);
-void EnableSyslogState(void);
+PROCMGR_PLATFORM_API bool IsSyslogEnable(void);
+PROCMGR_PLATFORM_API void EnableSyslogState(void);
 
 /// Returns 1 when records of `level` (0 debug, 1 information, 2 warning, 3 error, 16 event) of this module are written;
 /// any other number when they are not.
-int CheckLogLevel(uint32_t moduleId, int32_t level);
+PROCMGR_PLATFORM_API int CheckLogLevel(uint32_t moduleId, int32_t level);
 
 /// Writes one record as one line.
-void KmonRecord(uint32_t moduleId, int32_t level, const char* format, ...) __attribute__((format(printf, 3, 4)));
+PROCMGR_PLATFORM_API void KmonRecord(uint32_t moduleId, int32_t level, const char* format, ...) __attribute__((format(printf, 3, 4)));
 
 #ifdef __cplusplus
 }

@@ -13,6 +13,8 @@
 
 #include <stdint.h>
 
+#include "platform/include/platform_export.h"
+
 #ifdef __cplusplus
 extern "C" {
 #endif
@@ -44,25 +46,25 @@ typedef struct TunorOpenParam {
 /// Returns the descriptor (> 0); -11 when the caller should try again at once; 0 or another negative number on failure,
 /// with errno set to the reason (EACCES: the peer refuses this user; EADDRINUSE: a live process of the same name is
 /// connected already; ETIMEDOUT: the peer did not come up in time).
-int TunorOpen(const TunorOpenParam* param);
+PROCMGR_PLATFORM_API int TunorOpen(const TunorOpenParam* param);
 
 /// Sends one request without waiting for an answer. Returns 0, or a negative number on failure.
-int TunorSendRequest(int fd, const TunorRequest* request);
+PROCMGR_PLATFORM_API int TunorSendRequest(int fd, const TunorRequest* request);
 
 /// Sends an answer to the peer's request. Returns 0, or a negative number on failure.
-int TunorSendResponse(int fd, const TunorResponse* response);
+PROCMGR_PLATFORM_API int TunorSendResponse(int fd, const TunorResponse* response);
 
 /// Sends a request and waits for its answer as long as the connection lives. Returns 0, or a negative number on
 /// failure. On success `response->data` belongs to the library and stays valid until the same thread's next call on
 /// this descriptor, or until TunorClosePipe.
-int TunorRPCSync(int fd, const TunorRequest* request, TunorResponse* response);
+PROCMGR_PLATFORM_API int TunorRPCSync(int fd, const TunorRequest* request, TunorResponse* response);
 
 /// As TunorRPCSync, but gives up after `timeoutMs`; a later answer is dropped.
-int TunorTimedRPCSync(int fd, const TunorRequest* request, TunorResponse* response, uint32_t timeoutMs);
+PROCMGR_PLATFORM_API int TunorTimedRPCSync(int fd, const TunorRequest* request, TunorResponse* response, uint32_t timeoutMs);
 
 /// Closes the connection and waits for a running handler to return, unless called from that handler.
 /// Returns 0, or a negative number when the descriptor is not open.
-int TunorClosePipe(int fd);
+PROCMGR_PLATFORM_API int TunorClosePipe(int fd);
 
 #ifdef __cplusplus
 }

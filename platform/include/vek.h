@@ -14,6 +14,8 @@
 #include <stddef.h>
 #include <stdint.h>
 
+#include "platform/include/platform_export.h"
+
 #ifdef __cplusplus
 extern "C" {
 #endif
@@ -66,34 +68,34 @@ typedef struct VEKShmPoolConfig {
 /// Offers a service under `name`. Name and entry points are copied. `timeoutMs` is how long a client that does not say
 /// otherwise waits for an answer. Registering a name again that this process serves already replaces its entry points
 /// and keeps its clients. Returns 0, or another number on failure.
-int VEKRegisterService(const char* name, const VEKServiceOps* ops, uint32_t timeoutMs);
+PROCMGR_PLATFORM_API int VEKRegisterService(const char* name, const VEKServiceOps* ops, uint32_t timeoutMs);
 
 /// As VEKRegisterService, for a queue.
-int VEKRegisterQueueService(const char* name, uint32_t timeoutMs, const VEKQueueOps* ops);
+PROCMGR_PLATFORM_API int VEKRegisterQueueService(const char* name, uint32_t timeoutMs, const VEKQueueOps* ops);
 
 /// The queue of the file as it is now, or null as long as its client does not read it.
-VEKQueueHandle VEKQfsFileQueue(const VekQfsMgrFile* file);
+PROCMGR_PLATFORM_API VEKQueueHandle VEKQfsFileQueue(const VekQfsMgrFile* file);
 
 /// Makes a pool for the file. Returns 0 and the pool, or another number on failure.
-int VEKShmRegisterPoolWithConfig(VekQfsMgrFile* file, const VEKShmPoolConfig* config, VEKShmPoolHandle* pool);
+PROCMGR_PLATFORM_API int VEKShmRegisterPoolWithConfig(VekQfsMgrFile* file, const VEKShmPoolConfig* config, VEKShmPoolHandle* pool);
 
 /// Gives the pool back; blocks that are still in a queue stay readable for the client. Returns 0, or another number
 /// for a pool that is not in use.
-int VEKShmDestroyPool(VEKShmPoolHandle pool);
+PROCMGR_PLATFORM_API int VEKShmDestroyPool(VEKShmPoolHandle pool);
 
 /// Takes a block of exactly `size` bytes from the pool. Returns 0 and the block, or another number when the pool has
 /// none or `size` is too large.
-int VEKShmHandleMalloc(VEKShmPoolHandle pool, size_t size, VEKShmBlockHandle* block);
+PROCMGR_PLATFORM_API int VEKShmHandleMalloc(VEKShmPoolHandle pool, size_t size, VEKShmBlockHandle* block);
 
 /// Copies `size` bytes to the begin of the block. Returns 0, or another number when they do not fit.
-int VEKShmWrite(VEKShmBlockHandle block, const void* data, size_t size);
+PROCMGR_PLATFORM_API int VEKShmWrite(VEKShmBlockHandle block, const void* data, size_t size);
 
 /// Gives a block back that was not enqueued. Returns 0, or another number on failure.
-int VEKShmFree(VEKShmBlockHandle block);
+PROCMGR_PLATFORM_API int VEKShmFree(VEKShmBlockHandle block);
 
 /// Sends the block to the client. Takes bounded time and does not wait for the client. Returns 0 or more, and the block
 /// belongs to the queue; or a negative number, and it stays the caller's.
-int VEKDataEnqueue(VEKQueueHandle queue, VEKShmBlockHandle block);
+PROCMGR_PLATFORM_API int VEKDataEnqueue(VEKQueueHandle queue, VEKShmBlockHandle block);
 
 #ifdef __cplusplus
 }
