@@ -25,14 +25,16 @@ typedef int (*HeartBeatNotify)(const char* name, size_t nameLen, unsigned int pi
 
 /// Starts sending this process's heartbeat, under `name`, to `peer`. Names are 1 to 256 bytes. Returns 0 and a handle
 /// to stop it with, or another number on failure.
-PROCMGR_PLATFORM_API int RegisterSendHeartBeat(const char* name, size_t nameLen, const char* peer, size_t peerLen, HeartBeatHandle* handle);
+PROCMGR_PLATFORM_API int RegisterSendHeartBeat(const char* name, size_t nameLen, const char* peer, size_t peerLen,
+                                               HeartBeatHandle* handle);
 
 /// Stops sending and releases the handle. Returns 0, or another number for a handle that is not in use.
 PROCMGR_PLATFORM_API int UnregisterSendHeartBeat(HeartBeatHandle handle);
 
 /// Watches the heartbeat of the process `name`, which runs in the group `gid`. A watch of the same name is replaced.
 /// Returns 0, or another number on failure.
-PROCMGR_PLATFORM_API int RegisterCheckHeartBeat(const char* name, size_t nameLen, unsigned int gid, HeartBeatNotify callback);
+PROCMGR_PLATFORM_API int RegisterCheckHeartBeat(const char* name, size_t nameLen, unsigned int gid,
+                                                HeartBeatNotify callback);
 
 /// Stops watching. Returns 0, or another number when the name was not watched.
 PROCMGR_PLATFORM_API int UnregisterCheckHeartBeat(const char* name, size_t nameLen);

@@ -21,7 +21,8 @@ PROCMGR_PLATFORM_API void EnableSyslogState(void);
 PROCMGR_PLATFORM_API int CheckLogLevel(uint32_t moduleId, int32_t level);
 
 /// Writes one record as one line.
-PROCMGR_PLATFORM_API void KmonRecord(uint32_t moduleId, int32_t level, const char* format, ...) __attribute__((format(printf, 3, 4)));
+PROCMGR_PLATFORM_API void KmonRecord(uint32_t moduleId, int32_t level, const char* format, ...)
+    __attribute__((format(printf, 3, 4)));
 
 #ifdef __cplusplus
 }

@@ -60,7 +60,8 @@ PROCMGR_PLATFORM_API int TunorSendResponse(int fd, const TunorResponse* response
 PROCMGR_PLATFORM_API int TunorRPCSync(int fd, const TunorRequest* request, TunorResponse* response);
 
 /// As TunorRPCSync, but gives up after `timeoutMs`; a later answer is dropped.
-PROCMGR_PLATFORM_API int TunorTimedRPCSync(int fd, const TunorRequest* request, TunorResponse* response, uint32_t timeoutMs);
+PROCMGR_PLATFORM_API int TunorTimedRPCSync(int fd, const TunorRequest* request, TunorResponse* response,
+                                           uint32_t timeoutMs);
 
 /// Closes the connection and waits for a running handler to return, unless called from that handler.
 /// Returns 0, or a negative number when the descriptor is not open.

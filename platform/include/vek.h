@@ -77,7 +77,8 @@ PROCMGR_PLATFORM_API int VEKRegisterQueueService(const char* name, uint32_t time
 PROCMGR_PLATFORM_API VEKQueueHandle VEKQfsFileQueue(const VekQfsMgrFile* file);
 
 /// Makes a pool for the file. Returns 0 and the pool, or another number on failure.
-PROCMGR_PLATFORM_API int VEKShmRegisterPoolWithConfig(VekQfsMgrFile* file, const VEKShmPoolConfig* config, VEKShmPoolHandle* pool);
+PROCMGR_PLATFORM_API int VEKShmRegisterPoolWithConfig(VekQfsMgrFile* file, const VEKShmPoolConfig* config,
+                                                      VEKShmPoolHandle* pool);
 
 /// Gives the pool back; blocks that are still in a queue stay readable for the client. Returns 0, or another number
 /// for a pool that is not in use.

@@ -1,5 +1,5 @@
-// The process manager at the other end of this pipe lives in the same process. It prints each request, does nothing, and
-// reports on a thread of its own that it is done. The records are those of docs/protocol.md.
+// The process manager at the other end of this pipe lives in the same process. It prints each request, does nothing,
+// and reports on a thread of its own that it is done. The records are those of docs/protocol.md.
 #include <condition_variable>
 #include <cstdio>
 #include <cstring>
