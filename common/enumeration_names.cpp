@@ -20,7 +20,7 @@ const Names& kBaseServiceStateTypeNames = *new Names{"INIT", "RESTARTING", "RUNN
 const Names& kAppExecStateNames = *new Names{"RUNNING", "TERMINATED"};
 
 std::string NameAt(const Names& names, uint64_t value) {
-    return value < names.size() ? names[value] : std::string();
+    return value < names.size() ? names[static_cast<size_t>(value)] : std::string();
 }
 
 }  // namespace

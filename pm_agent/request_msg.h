@@ -7,6 +7,7 @@
 #define PROCMGR_PM_AGENT_REQUEST_MSG_H
 
 #include <algorithm>
+#include <climits>
 #include <cstddef>
 #include <cstdint>
 #include <type_traits>
@@ -52,15 +53,21 @@ inline size_t PayloadSize(const RequestMsg& message) {
     return static_cast<size_t>(std::min<uint64_t>(message.size, kPmDataMax));
 }
 
+// A compiler that would lay the record out otherwise stops here, not on the wire.
 static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "wire records are host order, little-endian");
-static_assert(sizeof(RequestMsg) == 3984 && alignof(RequestMsg) == 8);
-static_assert(offsetof(RequestMsg, type) == 0 && offsetof(RequestMsg, reserved0) == 4);
-static_assert(offsetof(RequestMsg, size) == 8 && offsetof(RequestMsg, data) == 16);
-static_assert(sizeof(RequestMsg::data) == 3964 && offsetof(RequestMsg, tail) == 3980);
-static_assert(std::is_trivially_copyable_v<RequestMsg> && std::is_standard_layout_v<RequestMsg>);
-static_assert(std::has_unique_object_representations_v<RequestMsg>);
-static_assert(sizeof(AppChangeState) == 4 && sizeof(ReportAppStateType) == 4 && sizeof(RequestType) == 4);
-static_assert(sizeof(unsigned) == 4 && sizeof(int) == 4 && sizeof(long) == 8);  // status codes, %lu
+static_assert(CHAR_BIT == 8 && sizeof(char) == 1, "wire records count in bytes of 8 bits");
+static_assert(sizeof(RequestMsg) == 3984 && alignof(RequestMsg) == 8, "RequestMsg is 3984 bytes on the wire");
+static_assert(offsetof(RequestMsg, type) == 0 && sizeof(RequestMsg::type) == 4, "RequestMsg: type is at 0");
+static_assert(offsetof(RequestMsg, reserved0) == 4, "RequestMsg: four zero bytes follow the type");
+static_assert(offsetof(RequestMsg, size) == 8 && sizeof(RequestMsg::size) == 8, "RequestMsg: size is at 8, 64 bits");
+static_assert(offsetof(RequestMsg, data) == 16 && sizeof(RequestMsg::data) == 3964, "RequestMsg: data is 16 to 3979");
+static_assert(offsetof(RequestMsg, tail) == 3980, "RequestMsg: four zero bytes follow the data");
+static_assert(std::is_trivially_copyable_v<RequestMsg> && std::is_standard_layout_v<RequestMsg>,
+              "RequestMsg is copied to the wire as it lies");
+static_assert(std::has_unique_object_representations_v<RequestMsg>, "RequestMsg has no padding that could leak");
+static_assert(sizeof(AppChangeState) == 4 && sizeof(ReportAppStateType) == 4 && sizeof(RequestType) == 4,
+              "enumerations of the wire are 32 bits");
+static_assert(sizeof(unsigned) == 4 && sizeof(int) == 4, "states and status codes are 32 bits");
 
 }  // namespace ProcMgr::Message
 

@@ -53,21 +53,33 @@ struct AppInfo {
     std::map<int32_t, std::vector<std::string>> dynamicPara;
 };
 
+// A compiler that would lay the records out otherwise stops here, not on the wire.
 static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "wire records are host order, little-endian");
-static_assert(sizeof(SsToOwnerRequestMsg) == kSsRecordSize && alignof(SsToOwnerRequestMsg) == 8);
-static_assert(offsetof(SsToOwnerRequestMsg, size) == 0 && offsetof(SsToOwnerRequestMsg, timeout) == 8);
-static_assert(offsetof(SsToOwnerRequestMsg, payload) == kSsPayloadOffset);
-static_assert(sizeof(SsToOwnerRequestMsg::payload) == 3888 && offsetof(SsToOwnerRequestMsg, tail) == 3900);
-static_assert(sizeof(SsToOwnerResponseMsg) == kSsRecordSize && alignof(SsToOwnerResponseMsg) == 8);
-static_assert(offsetof(SsToOwnerResponseMsg, len) == 0 && offsetof(SsToOwnerResponseMsg, reserved) == 4);
-static_assert(offsetof(SsToOwnerResponseMsg, timeout) == 8);
-static_assert(offsetof(SsToOwnerResponseMsg, payload) == kSsPayloadOffset);
-static_assert(sizeof(SsToOwnerResponseMsg::payload) == 3888 && offsetof(SsToOwnerResponseMsg, tail) == 3900);
+static_assert(sizeof(SsToOwnerRequestMsg) == kSsRecordSize && alignof(SsToOwnerRequestMsg) == 8,
+              "SsToOwnerRequestMsg is 3904 bytes on the wire");
+static_assert(offsetof(SsToOwnerRequestMsg, size) == 0 && sizeof(SsToOwnerRequestMsg::size) == 8,
+              "SsToOwnerRequestMsg: size is at 0, 64 bits");
+static_assert(offsetof(SsToOwnerRequestMsg, timeout) == 8, "SsToOwnerRequestMsg: timeout is at 8");
+static_assert(offsetof(SsToOwnerRequestMsg, payload) == kSsPayloadOffset &&
+                  sizeof(SsToOwnerRequestMsg::payload) == 3888,
+              "SsToOwnerRequestMsg: payload is 12 to 3899");
+static_assert(offsetof(SsToOwnerRequestMsg, tail) == 3900, "SsToOwnerRequestMsg: four bytes follow the payload");
+static_assert(sizeof(SsToOwnerResponseMsg) == kSsRecordSize && alignof(SsToOwnerResponseMsg) == 8,
+              "SsToOwnerResponseMsg is 3904 bytes on the wire");
+static_assert(offsetof(SsToOwnerResponseMsg, len) == 0 && sizeof(SsToOwnerResponseMsg::len) == 4,
+              "SsToOwnerResponseMsg: len is at 0, 32 bits");
+static_assert(offsetof(SsToOwnerResponseMsg, reserved) == 4, "SsToOwnerResponseMsg: four zero bytes follow the len");
+static_assert(offsetof(SsToOwnerResponseMsg, timeout) == 8, "SsToOwnerResponseMsg: timeout is at 8");
+static_assert(offsetof(SsToOwnerResponseMsg, payload) == kSsPayloadOffset &&
+                  sizeof(SsToOwnerResponseMsg::payload) == 3888,
+              "SsToOwnerResponseMsg: payload is 12 to 3899");
+static_assert(offsetof(SsToOwnerResponseMsg, tail) == 3900, "SsToOwnerResponseMsg: four bytes follow the payload");
 
 template <typename Record>
 inline constexpr bool kIsPlainRecord = std::is_trivially_copyable_v<Record>&& std::is_standard_layout_v<Record>&&
     std::has_unique_object_representations_v<Record>;
-static_assert(kIsPlainRecord<SsToOwnerRequestMsg> && kIsPlainRecord<SsToOwnerResponseMsg>);
+static_assert(kIsPlainRecord<SsToOwnerRequestMsg> && kIsPlainRecord<SsToOwnerResponseMsg>,
+              "the records are copied to the wire as they lie and have no padding that could leak");
 
 }  // namespace ProcMgr
 

@@ -31,6 +31,8 @@ inline constexpr size_t kFramePayloadMax = kFrameMax - kFrameHeadSize;
 inline constexpr size_t kOwnerNameMax = 128;  ///< bytes of the name in a hello
 inline constexpr size_t kAppNameMax = 4096;   ///< bytes of the name in an application report or beat
 
+static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "pipe frames are host order, little-endian");
+
 struct FrameHead {
     FrameKind kind = FrameKind::REQUEST;
     uint32_t seq = 0;

@@ -10,7 +10,6 @@ namespace ProcMgr {
 
 namespace {
 
-static_assert(sizeof(VekFrameHead) == VEK_FRAME_HEAD_SIZE, "the head is four numbers");
 static_assert(VEK_FRAME_HEAD_SIZE + VEK_PAYLOAD_MAX == VEK_FRAME_MAX, "head and payload fill a frame");
 static_assert(VEK_READ_MAX + sizeof(int64_t) == VEK_PAYLOAD_MAX, "offset and bytes fill a payload");
 

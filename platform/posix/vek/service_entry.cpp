@@ -36,14 +36,18 @@ int64_t CallRead(const ServiceEntry& entry, BusFile& file, BusWork& work) {
     if (entry.ops.read == nullptr) {
         return -ENOTTY;
     }
-    static_assert(sizeof(long) == sizeof(int64_t), "the service's offset is that of the frame");
-    long offset = 0;
-    std::memcpy(&offset, work.payload.data(), sizeof(offset));
-    work.payload.resize(sizeof(offset) + work.head.cmd);
-    long result = entry.ops.read(&file.record, work.payload.data() + sizeof(offset), work.head.cmd, &offset);
+    int64_t position = 0;  // of the frame, 64 bits everywhere; a service's long is shorter on a 32-bit processor
+    std::memcpy(&position, work.payload.data(), sizeof(position));
+    auto offset = static_cast<long>(position);
+    if (offset != position) {
+        return -EOVERFLOW;
+    }
+    work.payload.resize(sizeof(position) + work.head.cmd);
+    long result = entry.ops.read(&file.record, work.payload.data() + sizeof(position), work.head.cmd, &offset);
     result = result > static_cast<long>(work.head.cmd) ? -EIO : result;
-    std::memcpy(work.payload.data(), &offset, sizeof(offset));
-    work.payload.resize(sizeof(offset) + static_cast<size_t>(result > 0 ? result : 0));
+    position = offset;
+    std::memcpy(work.payload.data(), &position, sizeof(position));
+    work.payload.resize(sizeof(position) + static_cast<size_t>(result > 0 ? result : 0));
     return result;
 }
 

@@ -3,6 +3,8 @@
 #ifndef PROCMGR_PLATFORM_POSIX_VEK_FRAME_H
 #define PROCMGR_PLATFORM_POSIX_VEK_FRAME_H
 
+#include <assert.h>
+#include <stddef.h>
 #include <stdint.h>
 
 #define VEK_FRAME_HEAD_SIZE 16
@@ -33,5 +35,11 @@ typedef struct VekFrameHead {
     uint32_t size;  ///< bytes of the payload
     int32_t rc;
 } VekFrameHead;
+
+// A compiler that would lay the head out otherwise stops here, not on the bus.
+static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "bus frames are host order, little-endian");
+static_assert(sizeof(VekFrameHead) == VEK_FRAME_HEAD_SIZE, "the head is four numbers");
+static_assert(offsetof(VekFrameHead, op) == 0 && offsetof(VekFrameHead, cmd) == 4, "VekFrameHead: op, cmd");
+static_assert(offsetof(VekFrameHead, size) == 8 && offsetof(VekFrameHead, rc) == 12, "VekFrameHead: size, rc");
 
 #endif
