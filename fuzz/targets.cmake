@@ -17,7 +17,8 @@ set(PROCMGR_FUZZ_TARGETS
     "owner_protocol          daemons/procmgrd/owner_protocol.cpp procmgr_common"
     "app_notice              daemons/procmgrd/app_notice.cpp procmgr_common"
     "ssctl_answers           tools/ssctl/answers.cpp procmgr_common"
-    "access_rules            procmgr_posix_common")
+    "access_rules            procmgr_posix_common"
+    "timeline_record         procmgr_posix_timeline")
 
 # procmgr_fuzz_row(ROW NAME SOURCES LIBRARIES): takes a row of the table apart.
 function(procmgr_fuzz_row row name sources libraries)

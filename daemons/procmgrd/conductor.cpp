@@ -10,6 +10,8 @@ namespace {
 
 using ProcMgr::Message::AppStateInfo;
 using ProcMgr::Message::ReportAppStateType;
+using ProcMgr::Timeline::EventKind;
+using ProcMgr::Timeline::EventOf;
 
 constexpr size_t kLaunchesPerTurn = 8;
 // After a launch that took longer, the others wait for the next turn.
@@ -18,13 +20,27 @@ constexpr std::chrono::milliseconds kLaunchTimePerTurn{50};
 // The daemon's own stop is one deadline.
 const AppKey kNobody;
 
+void NoteReport(Timelines& timelines, const Action& action) {
+    const auto state = static_cast<ReportAppStateType>(action.report.appState);
+    if (state == ReportAppStateType::RUNNING_NORMAL_START || state == ReportAppStateType::RUNNING_NORMAL_RESTART) {
+        timelines.Note(action.key.owner, EventOf(EventKind::RUNNING, action.key.app, action.report.pid));
+    }
+}
+
+void NoteReadiness(Timelines& timelines, const Action& action) {
+    if (action.appState == 0) {
+        timelines.Note(action.key.owner, EventOf(EventKind::READY, action.key.app, static_cast<uint64_t>(action.pid)));
+    }
+}
+
 }  // namespace
 
-Conductor::Conductor(EventLoop& loop, Deadlines& deadlines, ProcMgr::StateFile& stateFile, ProcessHostSettings settings,
-                     ConductorNews news)
+Conductor::Conductor(EventLoop& loop, Deadlines& deadlines, ProcMgr::StateFile& stateFile, Timelines& timelines,
+                     ProcessHostSettings settings, ConductorNews news)
     : deadlines_(deadlines),
+      timelines_(timelines),
       news_(std::move(news)),
-      host_(loop, deadlines, stateFile, std::move(settings),
+      host_(loop, deadlines, stateFile, timelines, std::move(settings),
             {[this](const AppKey& key, ExitStatus status) { OnExited(key, status); },
              [this](const AppKey& key, uint32_t appState) { Execute(supervisor_.Reported(key, appState)); },
              news_.beat}) {
@@ -53,6 +69,7 @@ void Conductor::Start(const AppKey& key, AppRequest request, const ApplicationMa
 }
 
 void Conductor::Terminate(const AppKey& key) {
+    timelines_.Note(key.owner, EventOf(EventKind::ENDING, key.app));
     Execute(supervisor_.Terminate(key));
 }
 
@@ -91,6 +108,7 @@ bool Conductor::EndTurn() {
         Launch(key, request);
     }
     host_.EndTurn();
+    timelines_.Flush();
     return !queue_.empty() || host_.HasMoreToDo();
 }
 
@@ -120,10 +138,12 @@ void Conductor::ExecuteOne(const Action& action) {
             deadlines_.Disarm(DeadlineKind::TERMINATION, action.key);
             break;
         case Action::Kind::REPORT:
+            NoteReport(timelines_, action);
             LogReport(action.key.owner, action.report);
             news_.report(action.key.owner, action.report);
             break;
         case Action::Kind::APP_REPORT:
+            NoteReadiness(timelines_, action);
             PROCMGRD_LOG(kLogInfo, "owner %s: application %s (pid %d) says that it is %s", action.key.owner.c_str(),
                          action.key.app.c_str(), action.pid, action.appState == 0 ? "ready" : "stopping");
             news_.appReport(action.key, action.pid, action.appState);
@@ -139,6 +159,7 @@ void Conductor::Launch(const AppKey& key, const AppRequest& request) {
         Execute(supervisor_.Started(key, pid));
         return;
     }
+    NoteFailure(key, why);
     Execute(supervisor_.LaunchFailed(key, why));
     ForgetIfDown(key);
 }
@@ -158,7 +179,15 @@ void Conductor::ForgetIfDown(const AppKey& key) {
     }
 }
 
+void Conductor::NoteFailure(const AppKey& key, ExitNote why) {
+    ProcMgr::Timeline::Event event = EventOf(EventKind::FAILED, key.app);
+    event.reason = static_cast<uint64_t>(why.reason);
+    event.detail = why.detail;
+    timelines_.Note(key.owner, std::move(event));
+}
+
 void Conductor::Refuse(const AppKey& key, ExitReason reason) {
+    NoteFailure(key, {reason, 0});
     AppStateInfo report;
     report.appName = key.app;
     report.appState = static_cast<uint32_t>(ReportAppStateType::TERMINATED_ABNORMAL_EXIT);

@@ -22,6 +22,7 @@
 #include "daemons/procmgrd/process_host.h"
 #include "daemons/procmgrd/stop_plan.h"
 #include "daemons/procmgrd/supervisor.h"
+#include "daemons/procmgrd/timelines.h"
 #include "platform/include/application_manifest.h"
 #include "pm_agent/message_records.h"
 
@@ -39,8 +40,8 @@ struct ConductorNews {
 
 class Conductor {
 public:
-    Conductor(EventLoop& loop, Deadlines& deadlines, ProcMgr::StateFile& stateFile, ProcessHostSettings settings,
-              ConductorNews news);
+    Conductor(EventLoop& loop, Deadlines& deadlines, ProcMgr::StateFile& stateFile, Timelines& timelines,
+              ProcessHostSettings settings, ConductorNews news);
 
     /// Start or restart. `manifest` is null when the owner's configuration has none for this application: one that runs
     /// is then handled by the manifest of its last start, any other is answered with an abnormal exit.
@@ -82,11 +83,13 @@ private:
     void OnTerminationDeadline(const AppKey& key);
     void OnExited(const AppKey& key, ExitStatus status);
     void Refuse(const AppKey& key, ExitReason reason);
+    void NoteFailure(const AppKey& key, ExitNote why);
     void ForgetIfDown(const AppKey& key);
     void ContinueStop(const AppKey& key);
     void KillAll();
 
     Deadlines& deadlines_;
+    Timelines& timelines_;
     const ConductorNews news_;
     Supervisor supervisor_;
     ProcessHost host_;

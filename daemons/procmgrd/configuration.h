@@ -27,6 +27,9 @@ public:
     /// the next load.
     const ApplicationManifest* Find(const std::string& name) const;
 
+    /// All of them, by name; valid until the next load.
+    const std::map<std::string, ApplicationManifest>& All() const { return manifests_; }
+
 private:
     std::map<std::string, ApplicationManifest> manifests_;
 };

@@ -90,12 +90,7 @@ bool Daemon::MakeFolders() {
         PROCMGRD_LOG(kLogError, "can't begin: %s; choose another with --run-dir", error.c_str());
         return false;
     }
-    const std::string appDir = options_.runDir + "/app";
-    if (!MakeSafeFolder(appDir, kPassable)) {
-        PROCMGRD_LOG(kLogError,
-                     "can't use the folder %s: %s; it must be no link, belong to the daemon's user and be writable by "
-                     "nobody else",
-                     appDir.c_str(), std::strerror(errno));
+    if (!MakeOwnFolder("app", kPassable) || !MakeOwnFolder("timeline", kListable)) {
         return false;
     }
     if (!options_.logDir.empty() && !MakeSafeFolder(options_.logDir, kListable)) {
@@ -106,6 +101,18 @@ bool Daemon::MakeFolders() {
         return false;
     }
     return true;
+}
+
+bool Daemon::MakeOwnFolder(const char* name, mode_t mode) const {
+    const std::string path = options_.runDir + "/" + name;
+    if (MakeSafeFolder(path, mode)) {
+        return true;
+    }
+    PROCMGRD_LOG(kLogError,
+                 "can't use the folder %s: %s; it must be no link, belong to the daemon's user and be writable by "
+                 "nobody else",
+                 path.c_str(), std::strerror(errno));
+    return false;
 }
 
 bool Daemon::EndLeftovers() {
@@ -154,6 +161,13 @@ bool Daemon::WatchDeadlines() {
     return loop_.Add(deadlines_.Fd(), [this] { OnDeadlines(); });
 }
 
+void Daemon::MakeTimelines() {
+    TimelineSettings settings;
+    settings.folder = options_.runDir + "/timeline";
+    settings.bootId = ProcMgr::ReadBootId();
+    timelines_ = std::make_unique<Timelines>(std::move(settings));
+}
+
 void Daemon::MakeConductor(const ProcMgr::Posix::HeartBeatSettings& hearts) {
     ConductorNews news;
     news.report = [this](const std::string& owner, const ProcMgr::Message::AppStateInfo& report) {
@@ -169,11 +183,13 @@ void Daemon::MakeConductor(const ProcMgr::Posix::HeartBeatSettings& hearts) {
     host.fileLimit = fileLimit_;
     host.heartBeatPeriod = hearts.period;
     host.heartBeatMisses = hearts.misses;
-    conductor_ = std::make_unique<Conductor>(loop_, deadlines_, stateFile_, std::move(host), std::move(news));
+    conductor_ =
+        std::make_unique<Conductor>(loop_, deadlines_, stateFile_, *timelines_, std::move(host), std::move(news));
 }
 
 bool Daemon::Listen() {
     const auto hearts = ProcMgr::Posix::ReadHeartBeatSettings(ProcMgr::Posix::ProcessEnvironment);
+    MakeTimelines();
     MakeConductor(hearts);
     WatchHearts(hearts);
     OwnerDeskSettings settings;
@@ -184,7 +200,7 @@ bool Daemon::Listen() {
         PROCMGRD_LOG(kLogError, "bad rules: %s", error.c_str());
         return false;
     }
-    desk_ = std::make_unique<OwnerDesk>(*conductor_, *hearts_, std::move(settings));
+    desk_ = std::make_unique<OwnerDesk>(*conductor_, *hearts_, *timelines_, std::move(settings));
     if (!desk_->Listen(error)) {
         PROCMGRD_LOG(kLogError, "can't listen: %s", error.c_str());
         return false;

@@ -18,6 +18,7 @@
 #include "daemons/procmgrd/options.h"
 #include "daemons/procmgrd/owner_desk.h"
 #include "daemons/procmgrd/owner_hearts.h"
+#include "daemons/procmgrd/timelines.h"
 #include "daemons/service/service_notice.h"
 #include "platform/posix/common_posix/unique_fd.h"
 
@@ -34,10 +35,12 @@ public:
 private:
     bool Begin();
     bool MakeFolders();
+    bool MakeOwnFolder(const char* name, mode_t mode) const;
     bool EndLeftovers();
     bool WatchSignals();
     bool WatchDeadlines();
     bool Listen();
+    void MakeTimelines();
     void MakeConductor(const ProcMgr::Posix::HeartBeatSettings& hearts);
     void WatchHearts(const ProcMgr::Posix::HeartBeatSettings& settings);
     void TellReady();
@@ -55,6 +58,7 @@ private:
     Deadlines deadlines_;
     ProcMgr::StateFile stateFile_;
     ProcMgr::UniqueFd signals_;
+    std::unique_ptr<Timelines> timelines_;
     std::unique_ptr<Conductor> conductor_;
     std::unique_ptr<OwnerHearts> hearts_;
     std::unique_ptr<OwnerDesk> desk_;

@@ -11,14 +11,16 @@ namespace {
 
 namespace Message = ProcMgr::Message;
 using Message::RequestType;
+using ProcMgr::Timeline::EventKind;
+using ProcMgr::Timeline::EventOf;
 
 /// Names in execution reports are the owner's own choice; this many are kept.
 constexpr size_t kMaxExecReports = 4096;
 
 }  // namespace
 
-OwnerDesk::OwnerDesk(Conductor& conductor, OwnerHearts& hearts, OwnerDeskSettings settings)
-    : conductor_(conductor), hearts_(hearts), settings_(std::move(settings)) {
+OwnerDesk::OwnerDesk(Conductor& conductor, OwnerHearts& hearts, Timelines& timelines, OwnerDeskSettings settings)
+    : conductor_(conductor), hearts_(hearts), timelines_(timelines), settings_(std::move(settings)) {
     ProcMgr::TunorServerCallbacks callbacks;
     callbacks.allowUser = [this](uid_t uid) { return settings_.rules.Allowed(uid); };
     callbacks.admit = [this](const ProcMgr::TunorPeer& peer) { return Admit(peer); };
@@ -55,7 +57,9 @@ void OwnerDesk::Open(ConnectionId id, const ProcMgr::TunorPeer& peer) {
     identity.uid = peer.uid;
     identity.gid = peer.gid;
     identity.groups.assign(peer.groups.begin(), peer.groups.end());
-    owners_.Connect(peer.name, identity, id);
+    const Owner& owner = owners_.Connect(peer.name, identity, id);
+    timelines_.Come({peer.name, peer.pid, peer.uid, peer.gid});
+    NoteManifests(owner);
     hearts_.Came(peer.name, peer.pid);
     AppBeat({peer.name, {}}, 0, 0);
     if (isBack) {
@@ -69,6 +73,7 @@ void OwnerDesk::Open(ConnectionId id, const ProcMgr::TunorPeer& peer) {
 void OwnerDesk::Closed(const ProcMgr::TunorPeer& peer, const std::string& reason) {
     owners_.Disconnect(peer.name);
     hearts_.Gone(peer.name);
+    timelines_.Note(peer.name, EventOf(EventKind::LEFT));
     const std::vector<std::string> live = conductor_.LiveAppsOf(peer.name);
     PROCMGRD_LOG(kLogEvent, "owner %s (pid %d) is gone: %s; %zu applications are %s", peer.name.c_str(), peer.pid,
                  reason.c_str(), live.size(), settings_.isTerminatingOnOwnerExit ? "terminated" : "kept running");
@@ -89,6 +94,7 @@ void OwnerDesk::Down(const std::string& owner) {
 
 void OwnerDesk::ForgetIfDone(const std::string& owner) {
     if (conductor_.LiveAppsOf(owner).empty()) {
+        timelines_.Forget(owner);
         owners_.Erase(owner);
     }
 }
@@ -147,12 +153,14 @@ bool OwnerDesk::Handle(Owner& owner, uint32_t type, const std::string& text) {
     }
 }
 
-bool OwnerDesk::HandleStart(const Owner& owner, bool isRestart, const std::string& text) {
+bool OwnerDesk::HandleStart(Owner& owner, bool isRestart, const std::string& text) {
     std::vector<Message::StartAppInfo> apps;
     if (!ReadStartPiece(text, apps)) {
         return false;
     }
+    ++owner.startRequests;
     for (Message::StartAppInfo& app : apps) {
+        NoteRequest(owner, app.appName, isRestart);
         AppRequest request;
         request.isRestart = isRestart;
         request.argv = std::move(app.argv);
@@ -194,6 +202,9 @@ bool OwnerDesk::HandleBaseService(Owner& owner, const std::string& text) {
         return false;
     }
     owner.baseServiceState = info.state;
+    ProcMgr::Timeline::Event event = EventOf(EventKind::SERVICES);
+    event.state = info.state;
+    timelines_.Note(owner.name, std::move(event));
     PROCMGRD_LOG(kLogEvent, "owner %s: its base services are %u (%s)", owner.name.c_str(), info.state,
                  ProcMgr::GetBaseServiceStateTypeStr(info.state).c_str());
     return true;
@@ -227,7 +238,36 @@ int OwnerDesk::HandleConfig(Owner& owner, uint32_t type, const std::string& text
     }
     const bool isGood = isReload ? owner.configuration.Reload(owner.name, owner.identity, source)
                                  : owner.configuration.Load(owner.name, owner.identity, source);
+    NoteConfiguration(owner, source.procName, isGood);
     return isGood ? 0 : EINVAL;
+}
+
+void OwnerDesk::NoteRequest(const Owner& owner, const std::string& app, bool isRestart) {
+    ProcMgr::Timeline::Event event = EventOf(EventKind::ASKED, app);
+    event.request = owner.startRequests;
+    event.restart = isRestart ? 1 : 0;
+    timelines_.Note(owner.name, std::move(event));
+}
+
+void OwnerDesk::NoteConfiguration(const Owner& owner, const std::string& path, bool isGood) {
+    ProcMgr::Timeline::Event event = EventOf(EventKind::LOADED);
+    event.path = path;
+    event.good = isGood ? 1 : 0;
+    timelines_.Note(owner.name, std::move(event));
+    if (isGood) {
+        NoteManifests(owner);
+    }
+}
+
+void OwnerDesk::NoteManifests(const Owner& owner) {
+    for (const auto& [name, manifest] : owner.configuration.All()) {
+        ProcMgr::Timeline::Event event = EventOf(EventKind::MANIFEST, name);
+        event.boot = manifest.GetIsAutoBoot() ? 1 : 0;
+        event.reports = ProcMgr::IsSelfReporting(manifest) ? 1 : 0;
+        const std::set<std::string> depends = manifest.GetDependList();
+        event.depends.assign(depends.begin(), depends.end());
+        timelines_.Note(owner.name, std::move(event));
+    }
 }
 
 void OwnerDesk::Report(const std::string& owner, const Message::AppStateInfo& report) {

@@ -10,6 +10,7 @@
 #include "daemons/procmgrd/conductor.h"
 #include "daemons/procmgrd/owner_hearts.h"
 #include "daemons/procmgrd/owner_table.h"
+#include "daemons/procmgrd/timelines.h"
 #include "platform/posix/common_posix/access_rules.h"
 #include "platform/posix/tunor/tunor_server.h"
 #include "pm_agent/message_records.h"
@@ -28,8 +29,8 @@ struct OwnerDeskSettings {
 
 class OwnerDesk {
 public:
-    /// Both outlive the desk; the conductor calls its Report, AppReport and Down.
-    OwnerDesk(Conductor& conductor, OwnerHearts& hearts, OwnerDeskSettings settings);
+    /// All three outlive the desk; the conductor calls its Report, AppReport and Down.
+    OwnerDesk(Conductor& conductor, OwnerHearts& hearts, Timelines& timelines, OwnerDeskSettings settings);
 
     /// Opens the pipe. False, with a sentence in `error`, when that fails.
     [[nodiscard]] bool Listen(std::string& error);
@@ -57,16 +58,20 @@ private:
     void OnRequest(ConnectionId id, const std::string& bytes);
     void OnCall(ConnectionId id, uint32_t seq, const std::string& bytes);
     bool Handle(Owner& owner, uint32_t type, const std::string& text);
-    bool HandleStart(const Owner& owner, bool isRestart, const std::string& text);
+    bool HandleStart(Owner& owner, bool isRestart, const std::string& text);
     bool HandleTerm(const Owner& owner, const std::string& text);
     bool HandleQuery(const Owner& owner, const std::string& data);
-    static bool HandleBaseService(Owner& owner, const std::string& text);
+    bool HandleBaseService(Owner& owner, const std::string& text);
     static bool HandleExec(Owner& owner, const std::string& text);
-    static int HandleConfig(Owner& owner, uint32_t type, const std::string& text);
+    int HandleConfig(Owner& owner, uint32_t type, const std::string& text);
+    void NoteRequest(const Owner& owner, const std::string& app, bool isRestart);
+    void NoteConfiguration(const Owner& owner, const std::string& path, bool isGood);
+    void NoteManifests(const Owner& owner);
     void Send(const Owner& owner, const std::vector<ProcMgr::Message::RequestMsg>& records);
 
     Conductor& conductor_;
     OwnerHearts& hearts_;
+    Timelines& timelines_;
     const OwnerDeskSettings settings_;
     OwnerTable owners_;
     std::unique_ptr<ProcMgr::TunorServer> server_;

@@ -20,6 +20,7 @@ Owner& OwnerTable::Connect(const std::string& name, const ProcMgr::OwnerIdentity
     owner.name = name;
     owner.identity = identity;
     owner.connection = connection;
+    owner.startRequests = 0;
     names_[connection] = name;
     return owner;
 }

@@ -26,6 +26,7 @@ struct Owner {
     Configuration configuration;                                       ///< the last one that it loaded
     std::optional<uint32_t> baseServiceState;                          ///< the last one that it reported
     std::map<std::string, ProcMgr::Message::AppExecInfo> execReports;  ///< the last one of each application
+    uint64_t startRequests = 0;                                        ///< since it connected
 };
 
 class OwnerTable {

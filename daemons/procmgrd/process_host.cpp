@@ -18,6 +18,9 @@
 namespace Procmgrd {
 namespace {
 
+using ProcMgr::Timeline::EventKind;
+using ProcMgr::Timeline::EventOf;
+
 /// How soon to look again for leftovers; their ends wake the loop in most cases before that.
 constexpr uint32_t kLeftoverLookMs = 20;
 /// How long a killed leftover may take to go before it is given up.
@@ -56,11 +59,12 @@ ExitStatus ReapLeader(const ProcMgr::UniqueFd& pidfd) {
 
 }  // namespace
 
-ProcessHost::ProcessHost(EventLoop& loop, Deadlines& deadlines, ProcMgr::StateFile& stateFile,
+ProcessHost::ProcessHost(EventLoop& loop, Deadlines& deadlines, ProcMgr::StateFile& stateFile, Timelines& timelines,
                          ProcessHostSettings settings, ProcessHostNews news)
     : loop_(loop),
       deadlines_(deadlines),
       stateFile_(stateFile),
+      timelines_(timelines),
       settings_(std::move(settings)),
       soHostPath_(ProcMgr::FindSoHost()),
       news_(std::move(news)),
@@ -208,6 +212,7 @@ void ProcessHost::ForgetLogIfDone(const AppKey& key) {
 
 // The last thing before the process becomes the application.
 bool ProcessHost::Record(const AppKey& key, const ProcMgr::ProcessId& process) {
+    timelines_.Note(key.owner, EventOf(EventKind::FORKED, key.app, static_cast<uint64_t>(process.pid)));
     static_cast<void>(prlimit(process.pid, RLIMIT_NOFILE, &settings_.fileLimit, nullptr));
     int error = 0;
     if (stateFile_.Add({key.app, key.owner, process}, error)) {
@@ -483,10 +488,17 @@ void ProcessHost::Finish(const AppKey& key) {
     ended_.erase(key);
     Unwatch(process);
     const ExitStatus status = ReapLeader(process.pidfd);
+    NoteExit(key, process, status);
     leaders_.erase(process.leader.pid);
     stateFile_.Remove(process.leader);
     process = {};
     news_.exited(key, status);
+}
+
+void ProcessHost::NoteExit(const AppKey& key, const Process& process, ExitStatus status) {
+    ProcMgr::Timeline::Event event = EventOf(EventKind::EXITED, key.app, static_cast<uint64_t>(process.leader.pid));
+    (status.isSignal ? event.signal : event.code) = static_cast<uint64_t>(status.value);
+    timelines_.Note(key.owner, std::move(event));
 }
 
 }  // namespace Procmgrd

@@ -34,6 +34,7 @@
 #include "daemons/procmgrd/launch/process_tree.h"
 #include "daemons/procmgrd/launch/state_file.h"
 #include "daemons/procmgrd/supervisor.h"
+#include "daemons/procmgrd/timelines.h"
 #include "platform/include/application_manifest.h"
 #include "platform/posix/common_posix/unique_fd.h"
 
@@ -58,8 +59,8 @@ struct ProcessHostNews {
 
 class ProcessHost {
 public:
-    ProcessHost(EventLoop& loop, Deadlines& deadlines, ProcMgr::StateFile& stateFile, ProcessHostSettings settings,
-                ProcessHostNews news);
+    ProcessHost(EventLoop& loop, Deadlines& deadlines, ProcMgr::StateFile& stateFile, Timelines& timelines,
+                ProcessHostSettings settings, ProcessHostNews news);
     ~ProcessHost();
 
     /// Starts the application and waits for its exec. Returns its pid; or 0, with the reason in `why`, after logging
@@ -141,10 +142,12 @@ private:
     bool HasDyingOrphan() const;
     static bool IsOutOfPatience(const Process& process);
     void Finish(const AppKey& key);
+    void NoteExit(const AppKey& key, const Process& process, ExitStatus status);
 
     EventLoop& loop_;
     Deadlines& deadlines_;
     ProcMgr::StateFile& stateFile_;
+    Timelines& timelines_;
     const ProcessHostSettings settings_;
     const std::string soHostPath_;
     const ProcessHostNews news_;

@@ -9,7 +9,6 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <charconv>
 #include <cstdint>
 #include <cstdio>
 #include <fstream>
@@ -18,6 +17,8 @@
 #include <set>
 #include <sstream>
 #include <string_view>
+
+#include "platform/posix/common_posix/percent_text.h"
 
 namespace ProcMgr {
 namespace {
@@ -28,13 +29,6 @@ constexpr mode_t kStateMode = 0600;
 constexpr size_t kSpareLines = 64;  ///< lines of ended applications that a file may hold before it is rewritten
 constexpr const char* kHeader = "procmgr-state 1 ";
 
-std::string BootId(const std::string& procRoot) {
-    std::ifstream file(procRoot + "/sys/kernel/random/boot_id");
-    std::string id;
-    file >> id;
-    return id;
-}
-
 std::string HexOf(uint32_t value, size_t digits) {
     constexpr const char* kDigits = "0123456789ABCDEF";
     std::string hex(digits, '0');
@@ -42,31 +36,6 @@ std::string HexOf(uint32_t value, size_t digits) {
         hex[--at] = kDigits[value & 0xFU];
     }
     return hex;
-}
-
-/// Blanks, newlines, NUL and the percent sign itself become %XX.
-std::string Encode(const std::string& text) {
-    std::string encoded;
-    for (const char byte : text) {
-        const bool stays = byte > ' ' && byte < 0x7F && byte != '%';
-        encoded += stays ? std::string(1, byte) : "%" + HexOf(static_cast<unsigned char>(byte), 2);
-    }
-    return encoded;
-}
-
-std::string Decode(const std::string& encoded) {
-    std::string text;
-    for (size_t at = 0; at < encoded.size(); ++at) {
-        unsigned char byte = 0;
-        const char* const hex = encoded.data() + at + 1;
-        if (encoded[at] == '%' && at + 2 < encoded.size() && std::from_chars(hex, hex + 2, byte, 16).ptr == hex + 2) {
-            text += static_cast<char>(byte);
-            at += 2;
-        } else {
-            text += encoded[at];
-        }
-    }
-    return text;
 }
 
 std::string Checksum(std::string_view text) {
@@ -86,8 +55,8 @@ std::string NumbersOf(const ProcessId& process) {
 }
 
 std::string StartLine(const StateRecord& record) {
-    return Sealed("+ " + NumbersOf(record.process) + " name=" + Encode(record.appName) +
-                  " owner=" + Encode(record.owner));
+    return Sealed("+ " + NumbersOf(record.process) + " name=" + PercentEncode(record.appName) +
+                  " owner=" + PercentEncode(record.owner));
 }
 
 std::string EndLine(const ProcessId& process) {
@@ -104,7 +73,7 @@ std::optional<std::string> Unseal(const std::string& line) {
 }
 
 std::string AfterPrefix(const std::string& field, const std::string& prefix) {
-    return field.rfind(prefix, 0) == 0 ? Decode(field.substr(prefix.size())) : std::string();
+    return field.rfind(prefix, 0) == 0 ? PercentDecode(field.substr(prefix.size())) : std::string();
 }
 
 void Replay(const std::string& text, std::map<ProcessId, StateRecord>& records) {
@@ -161,7 +130,7 @@ std::map<ProcessId, StateRecord> ReadRecords(const std::string& path, const std:
     std::map<ProcessId, StateRecord> records;
     std::istringstream file(ReadTrusted(path));
     std::string line;
-    if (!std::getline(file, line) || line != kHeader + BootId(procRoot)) {
+    if (!std::getline(file, line) || line != kHeader + ReadBootId(procRoot)) {
         return records;
     }
     while (std::getline(file, line)) {
@@ -235,6 +204,13 @@ bool WriteWhole(int file, const std::string& text, int& error) {
 }
 
 }  // namespace
+
+std::string ReadBootId(const std::string& procRoot) {
+    std::ifstream file(procRoot + "/sys/kernel/random/boot_id");
+    std::string id;
+    file >> id;
+    return id;
+}
 
 std::vector<Leftover> FindLeftovers(const std::string& path, const std::string& runDir, const std::string& procRoot) {
     std::vector<StateRecord> records;
@@ -335,7 +311,7 @@ bool StateFile::Rewrite(int& error) {
         error = errno;
         return false;
     }
-    std::string content = kHeader + BootId(kProcRoot) + "\n";
+    std::string content = kHeader + ReadBootId(kProcRoot) + "\n";
     for (const auto& [process, record] : records_) {
         content += StartLine(record);
     }

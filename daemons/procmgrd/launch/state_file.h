@@ -20,6 +20,9 @@
 
 namespace ProcMgr {
 
+/// What tells this boot of the kernel from every other one.
+std::string ReadBootId(const std::string& procRoot = kProcRoot);
+
 struct StateRecord {
     std::string appName;
     std::string owner;
