@@ -52,6 +52,7 @@ bool AddEntry(std::string text, PackedRequests& packed) {
 template <typename Info>
 bool PackEach(const std::vector<Info>& infos, std::string (*toText)(const Info&),
               void (*logFailure)(const std::string& appName, unsigned long size), PackedRequests& packed) {
+    packed.reserve(infos.size());
     for (const Info& info : infos) {
         std::string text = toText(info);
         const size_t size = text.size();
