@@ -59,6 +59,13 @@ void WaitForAll(std::vector<std::future<void>>& tasks) {
     tasks.clear();
 }
 
+/// There is none before the first wait.
+void RestartPatience(TermAppInfo& info) {
+    if (info.patience.has_value()) {
+        info.patience->Restart();
+    }
+}
+
 /// Closes a start run on every way out of it.
 class StartRunCloser {
 public:
@@ -736,7 +743,7 @@ ApplicationManager::Wave ApplicationManager::WaitForTermWave(std::chrono::millis
         if (termAppInfo_.graph.IsEmpty()) {
             return Wave::DONE;
         }
-        const Deadline deadline(*clocks_, wait);
+        const Deadline& deadline = termAppInfo_.patience.emplace(*clocks_, wait);
         if (!deadline.Wait(termAppInfo_.condition, lock, [this] { return termAppInfo_.hasProgress; })) {
             return Wave::TIMED_OUT;
         }
@@ -751,6 +758,7 @@ ApplicationManager::Wave ApplicationManager::WaitForTermWave(std::chrono::millis
 
 void ApplicationManager::TermNoDependsApps(const std::vector<std::string>& names) {
     std::vector<Message::TermAppInfo> commands;
+    commands.reserve(names.size());
     for (const std::string& name : names) {
         TermOneApp(name, commands);
     }
@@ -826,13 +834,19 @@ void ApplicationManager::ReportTermAppResult(const std::string& name, AppChangeS
                   StateName(state).c_str());
     TermPlan::Settlement settlement = TermPlan::Settlement::UNKNOWN;
     AppChangeState stored = state;
+    bool isWaiterToMove = false;
     {
         const std::lock_guard<std::mutex> resultsLock(termAppInfo_.resultsMutex);
         settlement = TermPlan::Settle(termAppInfo_, name, state, stored);
         if (settlement == TermPlan::Settlement::TAKEN) {
             const std::lock_guard<std::mutex> waitLock(termAppInfo_.waitMutex);
             TermPlan::PopVertex(termAppInfo_, name);
+            isWaiterToMove = termAppInfo_.hasProgress;
+            RestartPatience(termAppInfo_);
         }
+    }
+    if (isWaiterToMove) {
+        termAppInfo_.condition.notify_all();
     }
     switch (settlement) {
         case TermPlan::Settlement::UNKNOWN:
@@ -848,7 +862,6 @@ void ApplicationManager::ReportTermAppResult(const std::string& name, AppChangeS
                 name.c_str(), StateName(stored).c_str());
             return;
         case TermPlan::Settlement::TAKEN:
-            termAppInfo_.condition.notify_all();
             return;
     }
 }
@@ -1030,6 +1043,7 @@ bool ApplicationManager::FillRequested(const std::string& name, StartAppInfo& in
 void ApplicationManager::StartNoDependsApps(const std::vector<const AppInfoForServer*>& list, StartAppInfo& info) {
     GRP_OWNER_LOG(kInfo, "StartNoDependsApps start begin.");
     std::vector<Message::StartAppInfo> commands;
+    commands.reserve(list.size());
     for (const AppInfoForServer* app : list) {
         StartOneApp(*app, info, commands);
     }
@@ -1182,11 +1196,13 @@ void ApplicationManager::ReportStartAppResult(const std::string& name, AppChange
 void ApplicationManager::ReportStartAppResult(const std::string& name, AppChangeState state, StartAppInfo& info) {
     StartPlan::Settlement settlement = StartPlan::Settlement::IGNORED;
     AppChangeState stored = state;
+    bool isWaiterToMove = false;
     {
         const std::lock_guard<std::mutex> lock(info.mutex);
         settlement = StartPlan::Settle(info, name, state, stored);
+        isWaiterToMove = settlement == StartPlan::Settlement::TAKEN && info.hasProgress;
     }
-    if (settlement == StartPlan::Settlement::TAKEN) {
+    if (isWaiterToMove) {
         info.condition.notify_all();
     }
     if (settlement == StartPlan::Settlement::ALREADY) {

@@ -9,10 +9,12 @@
 #include <cstdint>
 #include <map>
 #include <mutex>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
 
+#include "app_manager/deadline_wait.h"
 #include "common/enumerations.h"
 #include "platform/include/depend_graph.h"
 
@@ -42,7 +44,7 @@ struct StartAppInfo {
     std::mutex mutex;
     std::condition_variable condition;
     int32_t timeout = 0;       ///< ms, for the time-out message only
-    bool hasProgress = false;  ///< a result arrived or the graph moved; cleared by the waiter
+    bool hasProgress = false;  ///< a round would find something to do; cleared by the waiter
     bool closed = false;       ///< the run is over: its results stay as they are
     StartProgress progress;
 };
@@ -52,11 +54,12 @@ struct TermAppInfo {
     ChangeResults termAppsResult;
     std::mutex resultsMutex;  ///< guards `termAppsResult`
     DependGraph graph;
-    std::mutex waitMutex;  ///< guards `graph`, `hasProgress` and `freed`
+    std::mutex waitMutex;  ///< guards all but the results
     std::condition_variable condition;
-    int32_t timeout = 0;             ///< ms, read by nobody
-    bool hasProgress = true;         ///< true at first, so that the first wave goes out without waiting
-    std::vector<std::string> freed;  ///< free vertices that were not handed over yet
+    int32_t timeout = 0;               ///< ms, read by nobody
+    bool hasProgress = true;           ///< there is a next wave, or none is left; true at first
+    std::vector<std::string> freed;    ///< free vertices that were not handed over yet
+    std::optional<Deadline> patience;  ///< of the waiter: every result begins it anew
 };
 
 /// One restart run. `mutex` guards everything in it.

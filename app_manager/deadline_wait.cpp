@@ -25,7 +25,15 @@ WaitClocks& WaitClocks::System() {
 }
 
 Deadline::Deadline(WaitClocks& clocks, std::chrono::milliseconds wait)
-    : clocks_(clocks), systemDeadline_(clocks.SystemNow() + wait), steadyDeadline_(clocks.SteadyNow() + wait) {
+    : clocks_(clocks),
+      wait_(wait),
+      systemDeadline_(clocks.SystemNow() + wait),
+      steadyDeadline_(clocks.SteadyNow() + wait) {
+}
+
+void Deadline::Restart() {
+    systemDeadline_ = clocks_.SystemNow() + wait_;
+    steadyDeadline_ = clocks_.SteadyNow() + wait_;
 }
 
 WaitClocks::SystemTime::duration Deadline::Remaining() const {

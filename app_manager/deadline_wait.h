@@ -34,11 +34,14 @@ protected:
     WaitClocks& operator=(const WaitClocks&) = default;
 };
 
-/// A moment that lies `wait` behind its construction. Used by one thread.
+/// A moment that lies `wait` behind its construction or its last Restart. Used by one thread at a time.
 class Deadline {
 public:
     /// `clocks` must outlive it.
     Deadline(WaitClocks& clocks, std::chrono::milliseconds wait);
+
+    /// Begins the wait anew. Who is inside Wait with the lock that the caller holds, waits that much longer.
+    void Restart();
 
     /// What is left on the clock that has more left; zero or negative when both are past.
     WaitClocks::SystemTime::duration Remaining() const;
@@ -62,6 +65,7 @@ public:
 
 private:
     WaitClocks& clocks_;
+    const std::chrono::milliseconds wait_;
     WaitClocks::SystemTime systemDeadline_;
     WaitClocks::SteadyTime steadyDeadline_;
 };

@@ -26,6 +26,14 @@ void SetResult(StartAppInfo& info, AppChangeState& result, AppChangeState state)
     result = state;
 }
 
+/// Most reports of a wide wave set nothing free, and a round for each of them would find nothing to do.
+void NoteProgress(StartAppInfo& info) {
+    const StartProgress& progress = info.progress;
+    const bool isWorthARound =
+        progress.processing == 0 || !progress.freed.empty() || !progress.cameUp.empty() || info.graph.IsEmpty();
+    info.hasProgress = info.hasProgress || isWorthARound;
+}
+
 Settlement SettleDependency(StartAppInfo& info, const std::string& name, AppChangeState state) {
     if (info.closed || info.progress.dependencies.count(name) == 0) {
         return Settlement::IGNORED;
@@ -33,7 +41,7 @@ Settlement SettleDependency(StartAppInfo& info, const std::string& name, AppChan
     if (state == AppChangeState::SUCCESS) {
         PopVertex(info, name);
     }
-    info.hasProgress = true;
+    NoteProgress(info);
     return Settlement::TAKEN;
 }
 
@@ -129,7 +137,7 @@ bool PopVertex(StartAppInfo& info, const std::string& name) {
     for (const std::string& next : freed) {
         NoteFree(info, next);
     }
-    info.hasProgress = true;
+    NoteProgress(info);
     return true;
 }
 
@@ -153,7 +161,7 @@ Settlement Settle(StartAppInfo& info, const std::string& name, AppChangeState st
     } else if (wasCommanded) {
         info.progress.failed.insert(name);
     }
-    info.hasProgress = true;
+    NoteProgress(info);
     return Settlement::TAKEN;
 }
 

@@ -26,7 +26,7 @@ struct Round {
 enum class Settlement {
     IGNORED,  ///< nobody waits for this name
     ALREADY,  ///< the result is final, or the run is over
-    TAKEN,    ///< the run goes on
+    TAKEN,    ///< booked; the waiter is to be woken when there is progress
 };
 
 /// True for INIT and PROCESSING.
@@ -47,7 +47,7 @@ std::vector<std::string> NextDependencies(const StartAppInfo& info, const std::s
 /// The command for the free vertex `name` is about to be sent; false when it is not waiting for one.
 bool MarkCommanded(StartAppInfo& info, const std::string& name);
 
-/// Takes a vertex out of the graph; false when it is not in it. The waiter is to be woken when it was.
+/// Takes a vertex out of the graph; false when it is not in it.
 bool PopVertex(StartAppInfo& info, const std::string& name);
 
 /// Books a result. A name that was not requested but is a free vertex takes part, too: its success sets others free,

@@ -18,6 +18,7 @@ void Open(TermAppInfo& info, const std::vector<std::string>& names, DependGraph 
     info.graph = std::move(graph);
     const std::set<std::string> free = info.graph.GetNoDependVertices();
     info.freed.assign(free.begin(), free.end());
+    info.patience.reset();
     info.hasProgress = true;
 }
 
@@ -58,7 +59,7 @@ Settlement Settle(TermAppInfo& info, const std::string& name, AppChangeState sta
 
 void PopVertex(TermAppInfo& info, const std::string& name) {
     info.graph.Pop(name, info.freed);
-    info.hasProgress = true;
+    info.hasProgress = info.hasProgress || !info.freed.empty() || info.graph.IsEmpty();
 }
 
 }  // namespace ProcMgr::TermPlan

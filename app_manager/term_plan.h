@@ -32,7 +32,7 @@ void DropUnwanted(TermAppInfo& info, std::vector<std::string>& wave);
 /// Books a result; `stored` gets the one that the run has for the name, if any. With `resultsMutex` held.
 Settlement Settle(TermAppInfo& info, const std::string& name, AppChangeState state, AppChangeState& stored);
 
-/// Takes a vertex out of the graph; the waiter is to be woken. With `waitMutex` held.
+/// Takes a vertex out of the graph; the waiter is to be woken when there is progress. With `waitMutex` held.
 void PopVertex(TermAppInfo& info, const std::string& name);
 
 }  // namespace ProcMgr::TermPlan

@@ -41,6 +41,32 @@ TEST_F(DeadlineWait, ExpiresWhenBothClocksArePast) {
     EXPECT_EQ(clocks_.Elapsed(), milliseconds(100));
 }
 
+TEST_F(DeadlineWait, RestartBeginsTheWaitAnewOnBothClocks) {
+    Deadline deadline(clocks_, milliseconds(100));
+    clocks_.Advance(milliseconds(70));
+    deadline.Restart();
+    EXPECT_FALSE(Wait(deadline));
+    EXPECT_THAT(clocks_.Waits(), ElementsAre(milliseconds(100)));
+    EXPECT_EQ(clocks_.Elapsed(), milliseconds(170));
+}
+
+TEST_F(DeadlineWait, RestartWhileSomebodyWaitsLengthensTheWait) {
+    Deadline deadline(clocks_, milliseconds(100));
+    bool isRestarted = false;
+    clocks_.OnWait([this, &deadline, &isRestarted] {
+        if (isRestarted) {
+            return false;
+        }
+        isRestarted = true;
+        clocks_.Advance(milliseconds(60));
+        deadline.Restart();
+        return true;
+    });
+    EXPECT_FALSE(Wait(deadline));
+    EXPECT_THAT(clocks_.Waits(), ElementsAre(milliseconds(100), milliseconds(100)));
+    EXPECT_EQ(clocks_.Elapsed(), milliseconds(160));
+}
+
 TEST_F(DeadlineWait, ForwardJumpOfTheSystemClockNeitherExpiresNorSpins) {
     const Deadline deadline(clocks_, milliseconds(100));
     clocks_.SetSystemForward(std::chrono::hours(24));

@@ -89,6 +89,55 @@ TEST_F(StartPlanTest, FailureBlocksWhoWaited) {
     EXPECT_EQ(info_.results.at("b"), kInit);
 }
 
+TEST_F(StartPlanTest, SuccessThatFreesNobodyIsNoProgressWhileOthersAreOnTheirWay) {
+    Open({"a", "b", "c"}, {{"c", "a"}, {"c", "b"}});
+    Round();
+    Command("a");
+    Command("b");
+    EXPECT_EQ(Settle("a", kSuccess), Settlement::TAKEN);
+    EXPECT_FALSE(info_.hasProgress);
+    EXPECT_EQ(Settle("b", kSuccess), Settlement::TAKEN);
+    EXPECT_TRUE(info_.hasProgress);
+}
+
+TEST_F(StartPlanTest, LastFailureOfAWaveIsProgress) {
+    Open({"a", "b", "c"}, {{"c", "a"}});
+    Round();
+    Command("a");
+    Command("b");
+    Settle("a", kStartFailed);
+    EXPECT_FALSE(info_.hasProgress);
+    Settle("b", kStartFailed);
+    EXPECT_TRUE(info_.hasProgress);
+}
+
+TEST_F(StartPlanTest, ProgressThatNobodyHasTakenUpStays) {
+    Open({"a", "b", "c", "d"}, {{"d", "a"}});
+    Round();
+    Command("a");
+    Command("b");
+    Command("c");
+    Settle("a", kSuccess);
+    EXPECT_TRUE(info_.hasProgress);
+    Round();
+    Settle("b", kSuccess);
+    EXPECT_TRUE(info_.hasProgress);
+}
+
+TEST_F(StartPlanTest, AnyResultIsProgressWhenSomebodyCameUpMeanwhile) {
+    Open({"a", "b", "c"}, {});
+    Round();
+    Command("a");
+    Command("b");
+    Command("c");
+    Settle("a", kStartFailed);
+    StartPlan::NoteCameUp(info_, "a");
+    EXPECT_FALSE(info_.hasProgress);
+    Settle("b", kSuccess);
+    EXPECT_TRUE(info_.hasProgress);
+    EXPECT_THAT(Round().noDepends, ElementsAre("a"));
+}
+
 TEST_F(StartPlanTest, LastSuccessEndsTheRun) {
     Open({"a"}, {});
     Round();

@@ -209,6 +209,34 @@ TEST_F(TermPhase, TimeCountsForEachWave) {
     EXPECT_EQ(clocks_.Elapsed().count(), 400);
 }
 
+TEST_F(TermPhase, EachResultBeginsTheWaitAnew) {
+    Load({Manifest("a"), Manifest("b"), Manifest("c")});
+    BringUp({"a", "b", "c"});
+    for (const char* name : {"a", "b", "c"}) {
+        processManager_.Ignore("TERM", name);
+        processManager_.Then([this, name] {
+            clocks_.Advance(FakeClocks::Milliseconds(200));
+            processManager_.Tell(name, Report::TERMINATED_NORMAL_EXIT);
+        });
+    }
+    EXPECT_EQ(Term({"a", "b", "c"}, 300), "true a=SUCCESS b=SUCCESS c=SUCCESS");
+    EXPECT_EQ(clocks_.Elapsed().count(), 600);
+}
+
+TEST_F(TermPhase, ResultOfAnEarlierWaitDoesNotLengthenTheNextOne) {
+    Load({Manifest("a"), Manifest("b"), Manifest("c")});
+    BringUp({"a", "b", "c"});
+    for (const char* name : {"a", "b", "c"}) {
+        processManager_.Ignore("TERM", name);
+    }
+    processManager_.Then([this] {
+        clocks_.Advance(FakeClocks::Milliseconds(200));
+        processManager_.Tell("a", Report::TERMINATED_NORMAL_EXIT);
+    });
+    EXPECT_EQ(Term({"a", "b", "c"}, 300), "false a=SUCCESS b=TERM_FAILED c=TERM_FAILED");
+    EXPECT_EQ(clocks_.Elapsed().count(), 500);
+}
+
 TEST_F(TermPhase, ForwardJumpOfTheSystemClockIsNoTimeout) {
     Load({Manifest("a")});
     BringUp({"a"});

@@ -51,6 +51,22 @@ TEST_F(TermPlanTest, EachVertexIsHandedOutOnce) {
     EXPECT_THAT(TermPlan::TakeWave(info_), IsEmpty());
 }
 
+TEST_F(TermPlanTest, ResultIsProgressWhenItFreesSomebodyOrNobodyIsLeft) {
+    Open({"a", "b", "c", "d"}, {{"a", "b"}, {"a", "c"}});
+    TermPlan::TakeWave(info_);
+    info_.hasProgress = false;
+    TermPlan::PopVertex(info_, "b");
+    EXPECT_FALSE(info_.hasProgress);
+    TermPlan::PopVertex(info_, "c");
+    EXPECT_TRUE(info_.hasProgress);
+    EXPECT_THAT(TermPlan::TakeWave(info_), ElementsAre("a"));
+    info_.hasProgress = false;
+    TermPlan::PopVertex(info_, "a");
+    EXPECT_FALSE(info_.hasProgress);
+    TermPlan::PopVertex(info_, "d");
+    EXPECT_TRUE(info_.hasProgress);
+}
+
 TEST_F(TermPlanTest, VertexThatNobodyAskedForLeavesTheGraphWithoutBeingCommanded) {
     Open({"a"}, {{"a", "x"}});
     std::vector<std::string> wave = TermPlan::TakeWave(info_);
