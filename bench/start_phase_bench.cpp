@@ -1,6 +1,10 @@
 /// What a start phase and a terminate phase cost per application, when the process manager answers at once: for groups
 /// of three shapes and three sizes. Beside each stands what the same run's bare work costs: filling and settling the
-/// same ordered maps and the same graph, without threads, requests or states.
+/// same ordered maps and the same graph, without threads, requests or states. All of it on one processor, each run with
+/// cold caches.
+#include <sched.h>
+
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <map>
@@ -20,7 +24,8 @@ using Clock = std::chrono::steady_clock;
 
 constexpr size_t kSizes[] = {1000, 10000, 50000};
 constexpr size_t kSizeCount = 3;
-constexpr int kRepeats = 5;
+constexpr size_t kRepeats = 9;
+constexpr size_t kCacheBytes = size_t{64} << 20U;
 constexpr size_t kLayerWidth = 100;
 constexpr int kTimeoutMs = 600000;
 
@@ -178,24 +183,41 @@ private:
     DependGraph graph_;
 };
 
-void KeepSmaller(double& kept, double measured) {
-    if (kept == 0 || measured < kept) {
-        kept = measured;
+/// A change comes after a long silence, and finds the caches full of other work. Without this, a small group would be
+/// measured in caches that it has warmed itself, and a large one, which does not fit into them, in cold ones.
+void ForgetCaches() {
+    static std::vector<char> other(kCacheBytes);
+    for (size_t at = 0; at < other.size(); at += 64) {
+        ++const_cast<volatile char&>(other[at]);
     }
 }
 
-/// Start and terminate of one group, the best of some repeats each.
+template <typename Run>
+void Add(std::vector<double>& costs, Run run) {
+    ForgetCaches();
+    costs.push_back(run());
+}
+
+double Median(std::vector<double>& costs) {
+    std::sort(costs.begin(), costs.end());
+    return costs[costs.size() / 2];
+}
+
+/// Start and terminate of one group, the median of some repeats each.
 Costs Measure(Shape shape, size_t count) {
-    Costs costs;
     const std::vector<std::string> names = SetGroup(shape, count);
     BareRun bare(names);
-    for (int repeat = 0; repeat < kRepeats; ++repeat) {
-        KeepSmaller(costs.start.phase, RunPhase(Phase::START, names));
-        KeepSmaller(costs.terminate.phase, RunPhase(Phase::TERMINATE, names));
-        KeepSmaller(costs.start.bare, bare.Run(Phase::START));
-        KeepSmaller(costs.terminate.bare, bare.Run(Phase::TERMINATE));
+    std::vector<double> start;
+    std::vector<double> terminate;
+    std::vector<double> bareStart;
+    std::vector<double> bareTerminate;
+    for (size_t repeat = 0; repeat < kRepeats; ++repeat) {
+        Add(start, [&names] { return RunPhase(Phase::START, names); });
+        Add(terminate, [&names] { return RunPhase(Phase::TERMINATE, names); });
+        Add(bareStart, [&bare] { return bare.Run(Phase::START); });
+        Add(bareTerminate, [&bare] { return bare.Run(Phase::TERMINATE); });
     }
-    return costs;
+    return {{Median(start), Median(bareStart)}, {Median(terminate), Median(bareTerminate)}};
 }
 
 void PrintCosts(const Table& table) {
@@ -226,6 +248,15 @@ void PrintRatios(const Table& table) {
     }
 }
 
+/// To wake a thread on another processor costs between 5 and 100 us, which says more of the machine than of the phases.
+void StayOnOneProcessor() {
+    const int processor = sched_getcpu();
+    cpu_set_t one;
+    CPU_ZERO(&one);
+    CPU_SET(static_cast<size_t>(processor < 0 ? 0 : processor), &one);
+    (void)sched_setaffinity(0, sizeof(one), &one);
+}
+
 void TakeReports(const std::vector<ProcMgr::Message::AppStateInfo>& infos) {
     using Report = ProcMgr::Message::ReportAppStateType;
     ApplicationManager& manager = ApplicationManager::GetInstance();
@@ -241,6 +272,7 @@ void TakeReports(const std::vector<ProcMgr::Message::AppStateInfo>& infos) {
 }  // namespace
 
 int main() {
+    StayOnOneProcessor();
     ProcMgr::ProcMgrAgent& agent = ProcMgr::ProcMgrAgent::GetInstance();
     if (!agent.RegAppStateChangeCallBackImpl(TakeReports)) {
         return 1;
