@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <map>
 #include <string>
+#include <vector>
 
 #include "include/procmgr_grp_owner.h"
 #include "include/ss_to_owner_server.h"
@@ -23,6 +24,17 @@ void OnAppReport(const char* name, size_t nameLen, int pid, uint32_t state) {
         std::string(name, nameLen), pid, state == 0 ? AppReportState::SWITCH_ON : AppReportState::SWITCH_OFF);
 }
 
+// A machine that is busy may need more than the time that one change has.
+bool Change(const std::vector<std::string>& term, const std::vector<std::string>& start) {
+    std::map<std::string, bool> result;
+    for (int attempt = 0; attempt < 10; ++attempt) {
+        if (ProcMgrGrpOwner::GetInstance().ChangeAppState(term, start, {}, result) == 0) {
+            return true;
+        }
+    }
+    return false;
+}
+
 bool TakeCharge(const char* manifests) {
     ProcMgr::GrpOwnerCfg cfg;
     cfg.startupEntryPath = manifests;
@@ -31,7 +43,8 @@ bool TakeCharge(const char* manifests) {
     OwnerSetAppReportHandler(OnAppReport);
     ProcMgrGrpOwner& owner = ProcMgrGrpOwner::GetInstance();
     owner.GrpOwnerConfig(cfg);
-    return owner.GrpOwnerEnable() == 0 && owner.StartAutoStartApp() && owner.ReportSelfStateToPm(true);
+    return owner.GrpOwnerEnable() == 0 && (owner.StartAutoStartApp() || Change({}, {"clock", "worker"})) &&
+           owner.ReportSelfStateToPm(true);
 }
 
 }  // namespace
@@ -48,10 +61,7 @@ int main(int argc, char** argv) {
     Say("up");
     while (std::getchar() != EOF) {
     }
-    std::map<std::string, bool> result;
-    const int error = ProcMgrGrpOwner::GetInstance().ChangeAppState({"worker", "clock"}, {}, {}, result);
-    Say(error == 0 && result["worker"] && result["clock"] ? "stopped" : "not stopped");
+    Say(Change({"worker", "clock"}, {}) ? "stopped" : "not stopped");
     ProcMgrGrpOwner::GetInstance().ReportSelfStateToPm(false);
-    ProcMgrGrpOwner::GetInstance().GrpOwnerDisable();
-    return error;
+    return ProcMgrGrpOwner::GetInstance().GrpOwnerDisable();
 }
