@@ -1,4 +1,4 @@
-# What is installed where, in the components lib, platform, dev, daemons and tools, and the package through which other
+# What is installed where, in the components lib, platform, app, ss, dev, daemons and tools, and the package through which other
 # projects find it. docs/facade.md shows the use.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)

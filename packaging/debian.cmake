@@ -31,6 +31,8 @@ set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS
     ${PROJECT_BINARY_DIR}/platform/posix/app ${PROJECT_BINARY_DIR}/platform/posix/ss_client)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
+set(CPACK_PRE_BUILD_SCRIPTS ${CMAKE_CURRENT_SOURCE_DIR}/debian/compress_pages.cmake)
+set(CPACK_POST_BUILD_SCRIPTS ${CMAKE_CURRENT_SOURCE_DIR}/debian/leave_ldconfig_to_trigger.cmake)
 
 find_program(GZIP gzip REQUIRED)
 execute_process(COMMAND ${GZIP} -9nc ${CMAKE_CURRENT_SOURCE_DIR}/debian/changelog
@@ -58,6 +60,7 @@ function(debian_package component name section)
 endfunction()
 
 file(WRITE ${CMAKE_CURRENT_BINARY_DIR}/conffiles "${conffiles}")
+set(library_control ${CMAKE_CURRENT_SOURCE_DIR}/debian/library/triggers)
 set(daemon_control ${CMAKE_CURRENT_BINARY_DIR}/conffiles)
 foreach(script postinst prerm postrm)
     configure_file(debian/daemons.${script} ${CMAKE_CURRENT_BINARY_DIR}/${script} COPYONLY)
@@ -65,59 +68,63 @@ foreach(script postinst prerm postrm)
 endforeach()
 
 debian_package(lib libprocmgr-grp-owner${PROCMGR_ABI} libs
+    CONTROL ${library_control}
     DESCRIPTION "owner of a group of applications, as a library
- A process that loads it takes charge of a group of applications that YAML
- manifests describe: a process manager starts, terminates and restarts them
- at its request, in the order of their dependencies.
- .
- This package has the shared library. It needs a platform: that of
- libprocmgr-platform${PROCMGR_ABI}, or one of your own."
+A process that loads it takes charge of a group of applications that YAML
+manifests describe: a process manager starts, terminates and restarts them
+at its request, in the order of their dependencies.
+
+This package has the shared library. It needs a platform: that of
+libprocmgr-platform${PROCMGR_ABI}, or one of your own."
     RECOMMENDS "libprocmgr-platform${PROCMGR_ABI} (>=)")
 
 debian_package(platform libprocmgr-platform${PROCMGR_ABI} libs
+    CONTROL ${library_control}
     DESCRIPTION "POSIX platform of group owners
- The services that the group-owner library asks of its surroundings, over Unix
- sockets: the pipe to the process manager, heartbeats, manifests, the bus to
- the system-state manager, the log.")
+The services that the group-owner library asks of its surroundings, over Unix
+sockets: the pipe to the process manager, heartbeats, manifests, the bus to
+the system-state manager, the log.")
 
 debian_package(app libprocmgr-app${PROCMGR_ABI} libs
+    CONTROL ${library_control}
     DESCRIPTION "what an application tells its process manager
- A small C library with which an application says that it is ready, that it
- stops and that its heart beats.")
+A small C library with which an application says that it is ready, that it
+stops and that its heart beats.")
 
 debian_package(ss libprocmgr-ss${PROCMGR_ABI} libs
+    CONTROL ${library_control}
     DESCRIPTION "client library of system-state managers
- A small C library with which a system-state manager asks group owners to
- start, stop and restart applications, and follows their events.")
+A small C library with which a system-state manager asks group owners to
+start, stop and restart applications, and follows their events.")
 
 debian_package(dev libprocmgr-grp-owner-dev libdevel
     DESCRIPTION "owner of a group of applications, development files
- Headers, static libraries, CMake and pkg-config files for the group-owner
- library, its POSIX platform and the libraries of applications and
- system-state managers."
+Headers, static libraries, CMake and pkg-config files for the group-owner
+library, its POSIX platform and the libraries of applications and
+system-state managers."
     DEPENDS "libprocmgr-grp-owner${PROCMGR_ABI} (=)" "libprocmgr-platform${PROCMGR_ABI} (=)"
         "libprocmgr-app${PROCMGR_ABI} (=)" "libprocmgr-ss${PROCMGR_ABI} (=)" libc6-dev
     SUGGESTS libyaml-cpp-dev libspdlog-dev)
 
 debian_package(daemons procmgr-daemons admin
     DESCRIPTION "process manager and owner of application groups
- procmgrd starts, restarts and ends the applications that group owners ask
- for. grpownerd is a group owner that is ready to use: it brings up the group
- that its manifests describe and follows it.
- .
- Both come with systemd units, with init scripts for machines without
- systemd, and with a sample group."
+procmgrd starts, restarts and ends the applications that group owners ask
+for. grpownerd is a group owner that is ready to use: it brings up the group
+that its manifests describe and follows it.
+
+Both come with systemd units, with init scripts for machines without
+systemd, and with a sample group."
     DEPENDS "libprocmgr-grp-owner${PROCMGR_ABI} (>=)" "libprocmgr-platform${PROCMGR_ABI} (>=)"
-        "adduser | systemd | systemd-standalone-sysusers"
+        adduser
     RECOMMENDS "procmgr-tools (>=)"
     SUGGESTS logrotate
     CONTROL ${daemon_control})
 
 debian_package(tools procmgr-tools admin
     DESCRIPTION "drives application groups from the command line
- ssctl plays the system-state manager: it lists, starts, stops and restarts the
- applications of a group and follows its events. procmgr-manifest-check says
- what is wrong with manifests."
+ssctl plays the system-state manager: it lists, starts, stops and restarts the
+applications of a group and follows its events. procmgr-manifest-check says
+what is wrong with manifests."
     DEPENDS "libprocmgr-platform${PROCMGR_ABI} (>=)" "libprocmgr-ss${PROCMGR_ABI} (>=)"
     SUGGESTS "procmgr-daemons (>=)")
 
