@@ -4,7 +4,7 @@ set(PROCMGR_SANITIZE "" CACHE STRING "Empty, address (with undefined behaviour) 
 option(PROCMGR_WERROR "A warning is an error" ${PROJECT_IS_TOP_LEVEL})
 option(PROCMGR_USE_CCACHE "Compile through ccache when it is installed" ON)
 
-if(PROCMGR_USE_CCACHE)
+if(PROCMGR_USE_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
     find_program(PROCMGR_CCACHE ccache)
     if(PROCMGR_CCACHE)
         set(CMAKE_C_COMPILER_LAUNCHER ${PROCMGR_CCACHE})
