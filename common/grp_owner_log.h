@@ -1,8 +1,10 @@
 /// The one way in which the library writes a message: to syslog when the platform's switch is on, otherwise to the
 /// platform log, with the source file and line in front, when that level is enabled.
 ///
-/// `format` is a string literal and `level` an enumerator of GrpOwnerLogLevel. The arguments are evaluated at most once
-/// and perhaps never: they must have no effect. Formatting is left to the two sinks.
+///     GRP_OWNER_LOG(level, format, arguments...)
+///
+/// `format` is a string literal and `level` an enumerator of GrpOwnerLogLevel. The arguments are evaluated once,
+/// whether or not the level is enabled. Formatting is left to the two sinks.
 #ifndef PROCMGR_COMMON_GRP_OWNER_LOG_H
 #define PROCMGR_COMMON_GRP_OWNER_LOG_H
 
@@ -35,37 +37,39 @@ constexpr const char* BaseName(const char* path) {
     return base;
 }
 
+/// What stands before each format, for the platform log; syslog gets what is behind it.
+#define GRP_OWNER_LOG_PREFIX "[%s:%d]"
+
+// The macro has the format compared with the arguments; in the function it is a variable.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
+#pragma GCC diagnostic ignored "-Wformat-security"
+
+/// Writes one message; `prefixed` is its format behind GRP_OWNER_LOG_PREFIX. Called through GRP_OWNER_LOG only.
+template <typename... Arguments>
+void WriteLogLine(GrpOwnerLogLevel level, const char* file, int line, const char* prefixed, Arguments... arguments) {
+    if (IsSyslogEnable()) {
+        syslog(GetSyslogLevel(level), prefixed + sizeof(GRP_OWNER_LOG_PREFIX) - 1, arguments...);
+        return;
+    }
+    const int32_t kmonLevel = GetKmonLevel(level);
+    if (CheckLogLevel(kLogModuleId, kmonLevel) == 1) {
+        KmonRecord(kLogModuleId, kmonLevel, prefixed, file, line, arguments...);
+    }
+}
+
+#pragma GCC diagnostic pop
+
 }  // namespace ProcMgr
 
-// The format is split from the arguments by counting them, so that the sinks' own format checks see both.
-#define GRP_OWNER_LOG_PICK(_0, _1, _2, _3, _4, _5, _6, _7, _8, NAME, ...) NAME
-#define GRP_OWNER_LOG_KIND(...) \
-    GRP_OWNER_LOG_PICK(__VA_ARGS__, MANY, MANY, MANY, MANY, MANY, MANY, MANY, MANY, ONE, unused)
-#define GRP_OWNER_LOG_JOIN(a, b) a##b
-
-#define GRP_OWNER_LOG_SYSLOG_ONE(priority, format) syslog(priority, format)
-#define GRP_OWNER_LOG_SYSLOG_MANY(priority, format, ...) syslog(priority, format, __VA_ARGS__)
-#define GRP_OWNER_LOG_KMON_ONE(kmonLevel, file, line, format) \
-    KmonRecord(::ProcMgr::kLogModuleId, kmonLevel, "[%s:%d]" format, file, line)
-#define GRP_OWNER_LOG_KMON_MANY(kmonLevel, file, line, format, ...) \
-    KmonRecord(::ProcMgr::kLogModuleId, kmonLevel, "[%s:%d]" format, file, line, __VA_ARGS__)
-
-#define GRP_OWNER_LOG_SYSLOG(kind) GRP_OWNER_LOG_JOIN(GRP_OWNER_LOG_SYSLOG_, kind)
-#define GRP_OWNER_LOG_KMON(kind) GRP_OWNER_LOG_JOIN(GRP_OWNER_LOG_KMON_, kind)
-
-#define GRP_OWNER_LOG(level, ...)                                                          \
-    do {                                                                                   \
-        if (IsSyslogEnable()) {                                                            \
-            GRP_OWNER_LOG_SYSLOG(GRP_OWNER_LOG_KIND(__VA_ARGS__))                          \
-            (::ProcMgr::GetSyslogLevel(level), __VA_ARGS__);                               \
-        } else {                                                                           \
-            const int32_t grpOwnerKmonLevel = ::ProcMgr::GetKmonLevel(level);              \
-            if (CheckLogLevel(::ProcMgr::kLogModuleId, grpOwnerKmonLevel) == 1) {          \
-                static constexpr const char* grpOwnerFile = ::ProcMgr::BaseName(__FILE__); \
-                GRP_OWNER_LOG_KMON(GRP_OWNER_LOG_KIND(__VA_ARGS__))                        \
-                (grpOwnerKmonLevel, grpOwnerFile, __LINE__, __VA_ARGS__);                  \
-            }                                                                              \
-        }                                                                                  \
+// What `if (false)` holds never runs: it lets the compiler compare the format with the arguments.
+#define GRP_OWNER_LOG(level, ...)                                                                 \
+    do {                                                                                          \
+        static constexpr const char* grpOwnerFile = ::ProcMgr::BaseName(__FILE__);                \
+        if (false) {                                                                              \
+            syslog(0, __VA_ARGS__);                                                               \
+        }                                                                                         \
+        ::ProcMgr::WriteLogLine(level, grpOwnerFile, __LINE__, GRP_OWNER_LOG_PREFIX __VA_ARGS__); \
     } while (false)
 
 #endif
