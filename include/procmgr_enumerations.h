@@ -1,3 +1,4 @@
+/// @file
 /// The enumerations that cross the border of the library.
 #ifndef PROCMGR_ENUMERATIONS_H
 #define PROCMGR_ENUMERATIONS_H

@@ -1,3 +1,4 @@
+/// @file
 /// Marks the few classes that an integrator may link against; everything else of the library stays hidden.
 #ifndef PROCMGR_EXPORT_H
 #define PROCMGR_EXPORT_H

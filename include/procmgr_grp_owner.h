@@ -1,3 +1,4 @@
+/// @file
 /// The interface of the group-owner library: what a process that owns a group of applications calls.
 ///
 /// Calling order:
@@ -67,6 +68,7 @@ struct GrpOwnerCfg {
     /// Whether GrpOwnerEnable offers the resource service to the system-state manager.
     bool ssServerEnable = false;
 
+    /// Not used, see LogOutputFunc.
     LogOutputFunc logOutput = nullptr;
 };
 
@@ -76,6 +78,7 @@ struct ApplicationInfo {
     uint32_t cfgDeviceId = 0;  ///< the manifest's vf_id
 };
 
+/// The facade; the top of this file says how it is used.
 class PROCMGR_EXPORT ProcMgrGrpOwner {
 public:
     virtual ~ProcMgrGrpOwner();

@@ -1,3 +1,4 @@
+/// @file
 /// The service through which the system-state manager (SS) reaches the group owner, and the queue on which the group
 /// owner reports system events to it.
 ///
@@ -25,11 +26,16 @@ struct AppStatus;
 
 /// A system event. It reaches the reader as its state in decimal digits.
 struct SysEvent {
-    uint32_t state = 0;
+    uint32_t state = 0;  ///< the number of a system state
 };
 
+/// The service and the queue.
 class PROCMGR_EXPORT SsToOwnerServer {
 public:
+    /// @{
+    /// One type for each kind of request; true when it could be done. They run on threads of the bus and may block.
+    /// Arguments are valid during the call only; results go into the last reference. `timeoutMs` is how long the client
+    /// waits; without it the callback has no time-out to keep. `state` is the number of a system state.
     using ChangeAppCallback =
         std::function<bool(const std::vector<AppInfoForServer>& term, const std::vector<AppInfoForServer>& start,
                            const std::vector<AppInfoForServer>& restart, std::vector<AppChangeInfo>& result)>;
@@ -45,6 +51,7 @@ public:
     using VerifyAppCallback = std::function<bool(const std::map<std::string, unsigned int>& apps)>;
     using QueryAppStateCallback =
         std::function<bool(const std::vector<std::string>& names, std::vector<AppStatus>& states, int timeoutMs)>;
+    /// @}
 
     /// The only instance. It belongs to the library and is never destroyed.
     static SsToOwnerServer& GetInstance();
@@ -63,6 +70,7 @@ public:
     /// 0xF10003 writing it failed, 0xF1020B the queue refused it. A failure with one file does not stop the others.
     virtual int ReportSysEvent(const SysEvent& event) = 0;
 
+    /// @{
     /// Each stores the callback of one kind of request, replacing an earlier one, and then offers the service under
     /// `resFileName`. Returns 0, or the bus's error number. Of a pair with and without time-out the one with it is
     /// called when both are set.
@@ -78,6 +86,7 @@ public:
                                                      const std::string& resFileName) = 0;
     virtual int RegSsVerifyAppCallBackImpl(VerifyAppCallback callback, const std::string& resFileName) = 0;
     virtual int RegSsQueryAppStateCallBackImpl(QueryAppStateCallback callback, const std::string& resFileName) = 0;
+    /// @}
 };
 
 #endif

@@ -1,3 +1,4 @@
+/// @file
 /// Copies that know the size of their destination. A C library that has them already is used instead when the build
 /// defines PROCMGR_HAVE_BOUNDED_COPY.
 #ifndef PROCMGR_PLATFORM_BOUNDED_COPY_H

@@ -1,3 +1,4 @@
+/// @file
 /// What is left of one wave-wise start or termination. A copyable value without a lock of its own.
 ///
 /// Vertices are application names, an edge leads from a vertex to one that must be done before it. A vertex is free
@@ -13,8 +14,10 @@
 
 #include "platform/include/platform_export.h"
 
+/// The graph itself; one thread at a time.
 class PROCMGR_PLATFORM_API DependGraph {
 public:
+    /// Makes a graph without vertices.
     DependGraph() = default;
 
     /// Adds a vertex; one that is there already stays as it is.
@@ -28,6 +31,7 @@ public:
     /// for nothing more. It needs an edge to wait for. n names that wait for m others through it cost n + m edges.
     void AddRelay(const std::string& name);
 
+    /// True when no vertex is left.
     bool IsEmpty() const;
 
     /// The free vertices. Costs time proportional to their number.

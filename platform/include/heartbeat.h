@@ -1,3 +1,4 @@
+/// @file
 /// The heartbeat library: sends the heartbeat of this process to a peer, and watches the heartbeats of named processes.
 ///
 /// What every implementation promises:
@@ -17,6 +18,7 @@
 extern "C" {
 #endif
 
+/// A heartbeat that is being sent; owned by the library, given back with UnregisterSendHeartBeat.
 typedef struct HeartBeatSender* HeartBeatHandle;
 
 /// `name`: exactly `nameLen` bytes, not terminated. `status`: 1 the heartbeat is lost, 0 it recovered; other values are

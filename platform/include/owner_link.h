@@ -1,3 +1,4 @@
+/// @file
 /// What a group-owner process may ask of the platform beside the facade: the reports that self-reporting applications
 /// made of themselves, and the news that the connection to the process manager is gone.
 ///
@@ -24,6 +25,8 @@ typedef void (*OwnerPipeLostHandler)(int fd);
 
 /// Replaces the handler; null drops later reports. Set it before the connection is opened, so that no report is missed.
 PROCMGR_PLATFORM_API void OwnerSetAppReportHandler(OwnerAppReportHandler handler);
+
+/// As OwnerSetAppReportHandler, for the loss of the connection.
 PROCMGR_PLATFORM_API void OwnerSetPipeLostHandler(OwnerPipeLostHandler handler);
 
 #ifdef __cplusplus

@@ -1,3 +1,4 @@
+/// @file
 /// The manifest parser, and the dependency graphs of what it parsed last. A process-wide singleton that locks inside
 /// each call and returns copies; it calls nobody back.
 #ifndef PROCMGR_PLATFORM_PARSE_AND_DEPEND_H
@@ -15,10 +16,16 @@
 #include "platform/include/depend_graph.h"
 #include "platform/include/platform_export.h"
 
-enum class ParamType : int32_t { MANIFEST = 0, REPLACE_DATA = 1 };
+/// What is to be read: manifests, or the data that replace `${KEY}` in them.
+enum class ParamType : int32_t {
+    MANIFEST = 0,      ///< for ParseYaml
+    REPLACE_DATA = 1,  ///< for ParseToReplaceData
+};
 
+/// The parser. Every operation may be called from any thread.
 class PROCMGR_PLATFORM_API ParseAndDepend {
 public:
+    /// The only instance, made at the first call.
     static ParseAndDepend& GetInstance();
 
     /// Fills `matchData` with the pairs that replace `${KEY}` in manifests, stored under `key`. Returns 0 on success;
@@ -33,6 +40,8 @@ public:
 
     /// Application name to the names it depends on.
     std::unordered_map<std::string, std::set<std::string>> GetApplicationDependsMap() const;
+
+    /// Replaces that map as a whole, for instance by what GetApplicationDependsMap returned before a failed reload.
     void SetApplicationDependsMap(const std::unordered_map<std::string, std::set<std::string>>& depends);
 
     /// True when `name` names a template.

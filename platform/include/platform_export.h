@@ -1,3 +1,4 @@
+/// @file
 /// Marks what the promises of the platform offer. An implementation that is a shared library is best compiled with
 /// hidden visibility: these names are then all that it exports.
 #ifndef PROCMGR_PLATFORM_EXPORT_H

@@ -1,3 +1,4 @@
+/// @file
 /// The platform log and the switch that sends log lines to syslog instead. Every operation may be called from any
 /// thread, before main and while the process exits.
 #ifndef PROCMGR_PLATFORM_LOG_H
@@ -12,8 +13,10 @@
 extern "C" {
 #endif
 
-/// True once EnableSyslogState was called; there is no way back.
+/// True once EnableSyslogState was called.
 PROCMGR_PLATFORM_API bool IsSyslogEnable(void);
+
+/// From now on log lines are to go to syslog, and to syslog only. There is no way back.
 PROCMGR_PLATFORM_API void EnableSyslogState(void);
 
 /// Returns 1 when records of `level` (0 debug, 1 information, 2 warning, 3 error, 16 event) of this module are written;

@@ -1,3 +1,4 @@
+/// @file
 /// The pipe library: one connection of a process to a named peer (the process manager), over which both sides send
 /// one-way requests and the client makes calls that are answered.
 ///
@@ -21,20 +22,21 @@ extern "C" {
 
 /// A request: `size` bytes at `data`. May be unaligned when it comes from the library.
 typedef struct TunorRequest {
-    void* data;
-    uint32_t size;
+    void* data;     ///< the bytes
+    uint32_t size;  ///< how many
 } TunorRequest;
 
 /// The answer to a call: `size` bytes at `data`, not terminated. `data` may be null.
 typedef struct TunorResponse {
-    void* data;
-    uint32_t size;
+    void* data;     ///< the bytes
+    uint32_t size;  ///< how many
 } TunorResponse;
 
 /// Called for each request of the peer. `request` may be null, its size may be anything, its data may be null.
 /// The data is valid during the call only. The handler sends no answer.
 typedef void (*TunorRequestHandler)(int fd, TunorRequest* request);
 
+/// To whom TunorOpen connects, and how. Nothing of it is needed after the call.
 typedef struct TunorOpenParam {
     const char* peerName;         ///< name of the peer, "PROCMGR" for the process manager; copied
     uint32_t groupId;             ///< group id of the calling process

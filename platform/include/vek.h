@@ -1,3 +1,4 @@
+/// @file
 /// The resource-service bus: services that clients open by name and send requests to, and queues on which a service
 /// sends events to whoever opened them. Blocks of shared memory carry the events.
 ///
@@ -20,49 +21,65 @@
 extern "C" {
 #endif
 
+/// The queue of a client's file; the bus owns it.
 typedef struct VEKQueue* VEKQueueHandle;
+
+/// A pool of blocks; given back with VEKShmDestroyPool.
 typedef struct VEKShmPool* VEKShmPoolHandle;
+
+/// A block of shared memory; given back with VEKShmFree, or handed to a queue.
 typedef struct VEKShmBlock* VEKShmBlockHandle;
 
 /// A client's open file of a service. `fileName` may be null.
 typedef struct VEKMgrFile {
-    const char* fileName;
-    void* priv;  ///< of the bus
+    const char* fileName;  ///< name of the service, or null
+    void* priv;            ///< of the bus
 } VEKMgrFile;
 
 /// A client's open file of a queue service. `fileName` may be null. `queueHandle` is null until the client reads the
 /// queue; it may change at any time, so read it with VEKQfsFileQueue.
 typedef struct VekQfsMgrFile {
-    const char* fileName;
-    VEKQueueHandle queueHandle;
-    void* priv;  ///< of the bus
+    const char* fileName;        ///< name of the service, or null
+    VEKQueueHandle queueHandle;  ///< of the bus; see VEKQfsFileQueue
+    void* priv;                  ///< of the bus
 } VekQfsMgrFile;
 
 /// The buffer of a request, for reading the request and for writing the answer. It may be unaligned, and it may be
 /// memory that the client can change meanwhile: copy what is to be looked at before looking at it.
 typedef struct VEKIoctlArg {
-    unsigned long size;
-    void* addr;
+    unsigned long size;  ///< bytes at `addr`
+    void* addr;          ///< the request before, the answer after the call
 } VEKIoctlArg;
 
 /// The entry points of a service. A negative result of `ioctl` tells the client that the request failed.
 typedef struct VEKServiceOps {
+    /// A client opens the service: 0 lets it, another number refuses.
     int (*open)(VEKMgrFile* file);
+
+    /// Puts at most `size` bytes from `*offset` on into `buffer` and moves the offset. Returns how many, or a negative
+    /// number.
     long (*read)(VEKMgrFile* file, char* buffer, size_t size, long* offset);
+
+    /// The client closed the file or is gone; the last call for this file.
     int (*close)(VEKMgrFile* file);
+
+    /// One request of the client; its answer goes into the same buffer.
     int (*ioctl)(VEKMgrFile* file, unsigned int cmd, VEKIoctlArg* arg);
 } VEKServiceOps;
 
 /// The entry points of a queue service.
 typedef struct VEKQueueOps {
+    /// A client opens the queue: 0 lets it, another number refuses.
     int (*open)(VekQfsMgrFile* file);
+
+    /// The client closed the file or is gone; the last call for this file.
     int (*close)(VekQfsMgrFile* file);
 } VEKQueueOps;
 
 /// A pool holds at most `blockCount` blocks of at most `blockSize` bytes each.
 typedef struct VEKShmPoolConfig {
-    uint32_t blockSize;
-    uint32_t blockCount;
+    uint32_t blockSize;   ///< bytes
+    uint32_t blockCount;  ///< blocks that may be taken at the same time
 } VEKShmPoolConfig;
 
 /// Offers a service under `name`. Name and entry points are copied. `timeoutMs` is how long a client that does not say

@@ -1,3 +1,4 @@
+/// @file
 /// What an application says of itself: that it is ready, that it stops (its manifest has `is_reporting` then), and that
 /// its heart beats (`heart_beat_switch`).
 ///
@@ -19,6 +20,7 @@
 extern "C" {
 #endif
 
+/// Marks what the library offers.
 #define PROCMGR_APP_API __attribute__((visibility("default")))
 
 /// The application is ready: those that depend on it may start.

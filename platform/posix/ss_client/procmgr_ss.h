@@ -1,3 +1,4 @@
+/// @file
 /// The client of the resource-service bus, for whoever writes a system-state manager: opens a service by its name,
 /// sends it requests and takes their answers; opens an event queue and waits for events. C, with no dependency but the
 /// C library. docs/resource-bus.md describes what travels.
@@ -19,7 +20,7 @@
 ///   -ENOENT        nobody offers this service: there is no socket
 ///   -ECONNREFUSED  whoever offered it is gone: nobody listens on the socket
 ///   -EPERM         the process behind the socket runs as a user that is not trusted: neither root, nor the own user,
-///                  nor the owner of the folder <run dir>/vek, nor the one whose number PROCMGR_SERVER_UID holds
+///                  nor the owner of the folder RUNDIR/vek, nor the one whose number PROCMGR_SERVER_UID holds
 ///   -EACCES        the service's rules do not grant this user the request (or anything at all, on opening). Nothing
 ///   was
 ///                  done; the file stays usable for other requests
@@ -48,6 +49,7 @@
 extern "C" {
 #endif
 
+/// Marks what the library offers.
 #define PROCMGR_SS_API __attribute__((visibility("default")))
 
 /// Bytes of the buffer that the group owner's service takes; with another size it answers 0xff0f0000 (as int32).
@@ -56,7 +58,10 @@ extern "C" {
 /// Bytes of the largest buffer that the bus carries.
 #define PROCMGR_SS_BUFFER_MAX 65520
 
+/// An open service.
 typedef struct ProcmgrSsFile ProcmgrSsFile;
+
+/// An open event queue.
 typedef struct ProcmgrSsQueue ProcmgrSsQueue;
 
 /// Opens the service `name`. `runDir` null or empty: PROCMGR_RUN_DIR, or else /run/procmgr. Waits at most `timeoutMs`
