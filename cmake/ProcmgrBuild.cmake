@@ -38,11 +38,19 @@ if(PROCMGR_FUZZ)
     add_compile_options(-fsanitize=fuzzer-no-link)
 endif()
 
+# PROCMGR_COVERAGE: the core counts which of its branches ran; what tests it does not. The counters are atomic, for the
+# core runs on several threads.
+if(PROCMGR_COVERAGE)
+    set(coverage_options --coverage -fprofile-update=atomic)
+    add_link_options(--coverage)
+endif()
+
 # procmgr_layer(NAME SOURCES ... USES ...): one folder of the core as a static library of hidden symbols.
 function(procmgr_layer name)
     cmake_parse_arguments(ARG "" "" "SOURCES;USES" ${ARGN})
     add_library(procmgr_${name} STATIC ${ARG_SOURCES})
     target_include_directories(procmgr_${name} PUBLIC ${PROJECT_SOURCE_DIR})
+    target_compile_options(procmgr_${name} PRIVATE ${coverage_options})
     target_link_libraries(procmgr_${name} PUBLIC procmgr_platform_headers Threads::Threads)
     foreach(layer IN LISTS ARG_USES)
         target_link_libraries(procmgr_${name} PUBLIC procmgr_${layer})

@@ -1,4 +1,8 @@
+#include <sys/time.h>
+
+#include <atomic>
 #include <chrono>
+#include <csignal>
 
 #include "tests/grp_owner/facade_fixture.h"
 #include "tests/ss_server/ss_requests.h"
@@ -73,12 +77,19 @@ TEST_F(SsRoad, SystemStateReachesTheSubscriberWithTheTimeOutOfTheRequest) {
     EXPECT_THAT(states, ElementsAre("1 within 3000"));
 }
 
-TEST_F(SsRoad, StopAllStopsEverythingAndPausesASecondAfterEachOfItsTwoAttempts) {
+TEST_F(SsRoad, StopAllStopsEverythingAndPausesAWholeSecondAfterEachOfItsTwoAttemptsThoughSignalsInterruptIt) {
     EnableWithService({Manifest("base").AutoBoot(), Manifest("cam")});
     EXPECT_EQ(Ask(0, "2#base#0#0#0#cam#0#0#0#"), "3#1#base#0#cam#0#");
     processManager_.ClearRequests();
+    static std::atomic<int> interruptions{0};
+    ASSERT_NE(std::signal(SIGALRM, [](int) { ++interruptions; }), SIG_ERR);
+    const itimerval often{{0, 200000}, {0, 200000}};
+    ASSERT_EQ(setitimer(ITIMER_REAL, &often, nullptr), 0);
     const auto begin = std::chrono::steady_clock::now();
     EXPECT_EQ(Ask(5, ""), "1");
+    const itimerval never{};
+    EXPECT_EQ(setitimer(ITIMER_REAL, &never, nullptr), 0);
+    EXPECT_GT(interruptions, 0);
     EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::seconds(2));
     EXPECT_THAT(processManager_.Requests(), ElementsAre("TERM 1#cam#", "TERM 1#base#"));
 }
