@@ -123,8 +123,7 @@ systemd, and with a sample group."
 debian_package(tools procmgr-tools admin
     DESCRIPTION "drives application groups from the command line
 ssctl plays the system-state manager: it lists, starts, stops and restarts the
-applications of a group and follows its events. procmgr-manifest-check says
-what is wrong with manifests."
+applications of a group and follows its events."
     DEPENDS "libprocmgr-platform${PROCMGR_ABI} (>=)" "libprocmgr-ss${PROCMGR_ABI} (>=)"
     SUGGESTS "procmgr-daemons (>=)")
 

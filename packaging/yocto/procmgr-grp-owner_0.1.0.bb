@@ -41,7 +41,7 @@ FILES:${PN}-daemons = "\
     ${datadir}/procmgr ${sysconfdir} \
     ${nonarch_libdir}/systemd ${nonarch_libdir}/sysusers.d ${nonarch_libdir}/tmpfiles.d \
 "
-FILES:${PN}-tools = "${bindir}/ssctl ${bindir}/procmgr-manifest-check"
+FILES:${PN}-tools = "${bindir}/ssctl ${datadir}/bash-completion ${datadir}/zsh"
 CONFFILES:${PN}-daemons = "${sysconfdir}/procmgr"
 
 # Group owners leave the platform open; the daemons and the tools are linked with this one.
