@@ -209,6 +209,13 @@ TEST(UnPackDynamicPara, MalformedGroupsAreRefusedWithoutAMessage) {
     EXPECT_THAT(FakeLog::Get().Lines(), IsEmpty());
 }
 
+TEST(UnPackDynamicPara, StopsAtTheFirstMissingValueOfALargeCount) {
+    AppInfo app;
+    FieldReader reader("1#1#1024#x#");
+    EXPECT_FALSE(SS::UnPackDynamicPara(reader, app));
+    EXPECT_THAT(app.dynamicPara, ElementsAre(Pair(1, ElementsAre("x", ""))));
+}
+
 TEST(UnPackVerifyRequest, ReadsNamesAndValuesAndTheLastOfADuplicateCounts) {
     std::map<std::string, unsigned int> apps{{"old", 1}};
     ASSERT_TRUE(SS::UnPackVerifyRequest(MakeRequest("3#nav#1#cam#4294967295#nav#0#"), apps));
@@ -228,6 +235,12 @@ TEST(UnPackVerifyRequest, PayloadSizeAbove3888IsRefusedBeforeTheMessage) {
     std::map<std::string, unsigned int> apps;
     EXPECT_FALSE(SS::UnPackVerifyRequest(MakeRequest("0#", 3889, 0), apps));
     EXPECT_THAT(FakeLog::Get().Lines(), IsEmpty());
+}
+
+TEST(UnPackVerifyRequest, StopsAtTheFirstMissingNameOfALargeCount) {
+    std::map<std::string, unsigned int> apps;
+    EXPECT_FALSE(SS::UnPackVerifyRequest(MakeRequest("1024#a#7#"), apps));
+    EXPECT_THAT(apps, ElementsAre(Pair("", 0U), Pair("a", 7U)));
 }
 
 TEST(UnPackVerifyRequest, MalformedTextIsRefused) {

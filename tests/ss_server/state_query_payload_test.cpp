@@ -42,6 +42,12 @@ TEST(ReadStateQuery, CountOfZeroIsValid) {
     EXPECT_THAT(names, IsEmpty());
 }
 
+TEST(ReadStateQuery, StopsAtTheFirstBrokenName) {
+    std::vector<std::string> names;
+    EXPECT_FALSE(SS::ReadStateQuery(MakeRequest(U32(3) + U32(9) + "nav"), names));
+    EXPECT_THAT(names, ElementsAre(""));
+}
+
 TEST(ReadStateQuery, EveryBoundViolationIsRefused) {
     EXPECT_TRUE(Refuses(""));
     EXPECT_TRUE(Refuses("abc"));
