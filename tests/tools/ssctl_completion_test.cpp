@@ -66,6 +66,8 @@ protected:
         return text.str();
     }
 
+    const std::string& Folder() const { return folder_; }
+
 private:
     std::string folder_;
 };
@@ -74,7 +76,7 @@ private:
 
 TEST_F(SsctlCompletion, OffersCommands) {
     EXPECT_THAT(Complete("ssctl "), ElementsAre("list", "state", "start", "stop", "restart", "change", "verify",
-                                                "set-state", "reload", "dump", "stop-all", "events"));
+                                                "set-state", "reload", "dump", "stop-all", "events", "timeline"));
     EXPECT_THAT(Complete("ssctl --json st"), ElementsAre("state", "start", "stop", "stop-all"));
     EXPECT_EQ(Calls(), "");
 }
@@ -114,6 +116,14 @@ TEST_F(SsctlCompletion, OffersStatesAndOptions) {
     EXPECT_THAT(Complete("ssctl stop --a"), IsEmpty());
     EXPECT_THAT(Complete("ssctl events --"), ElementsAre("--resource", "--run-dir", "--json", "--wait", "--help",
                                                          "--queue", "--count", "--timeout"));
+}
+
+TEST_F(SsctlCompletion, OffersSpansAndFilesOfATimeline) {
+    EXPECT_THAT(Complete("ssctl timeline --s"), ElementsAre("--since", "--svg"));
+    EXPECT_THAT(Complete("ssctl timeline --since l"), ElementsAre("last"));
+    EXPECT_THAT(Complete("ssctl timeline --since=b"), ElementsAre("boot"));
+    EXPECT_THAT(Complete("ssctl --wait 5 timeline --record " + Folder() + "/l"), ElementsAre(Folder() + "/line"));
+    EXPECT_THAT(Complete("ssctl timeline --owner "), IsEmpty());
 }
 
 TEST_F(SsctlCompletion, OffersNothingWhereItKnowsNothing) {

@@ -170,6 +170,21 @@ void AddEvents(Parser& parser) {
         ->type_name("MS");
 }
 
+void AddTimeline(Parser& parser) {
+    CommandLine& line = parser.line;
+    CLI::App* timeline = parser.app.add_subcommand(
+        "timeline", "Tells what came up when and what it waited for, from the record of procmgrd");
+    timeline->add_option("--since", line.since, "The whole boot, or what was started last")
+        ->check(CLI::IsMember({"boot", "last"}))
+        ->capture_default_str()
+        ->type_name("SPAN");
+    timeline->add_option("--owner", line.owner, "Name of the group owner, when there are several")->type_name("NAME");
+    timeline->add_option("--record", line.record, "The record; by default that of the run directory")
+        ->type_name("PATH");
+    timeline->add_option("--svg", line.svgFile, "Draw a picture, too")->type_name("FILE");
+    timeline->add_option("--trace", line.traceFile, "Write the JSON that trace viewers open, too")->type_name("FILE");
+}
+
 /// Options that are zero were not given: zero is outside their range.
 std::optional<uint32_t> Given(uint32_t value) {
     return value == 0 ? std::nullopt : std::optional<uint32_t>(value);
@@ -231,6 +246,7 @@ ParsedCommandLine ParseCommandLine(int argc, const char* const* argv) {
     AddChanges(parser);
     AddRest(parser);
     AddEvents(parser);
+    AddTimeline(parser);
     // Behind the commands, which would take it over.
     parser.app.footer(kFooter);
     try {

@@ -27,6 +27,12 @@ struct CommandLine {
     std::string systemState;
     ChangeWords change;
 
+    std::string record;          ///< of starts, a file or a folder; empty: the run directory's
+    std::string owner;           ///< of the record; empty: the only one
+    std::string since = "boot";  ///< or "last"
+    std::string svgFile;         ///< to write; may be empty, as may be the next
+    std::string traceFile;
+
     std::optional<uint32_t> eventCount;
     std::optional<uint32_t> eventTimeoutMs;
 };

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "tools/ssctl/reports.h"
+#include "tools/ssctl/timeline/timeline_command.h"
 
 namespace Ssctl {
 
@@ -188,7 +189,7 @@ struct CommandRow {
     const char* work;  ///< null: a change, which says it itself
 };
 
-constexpr std::array<CommandRow, 11> kCommands = {{
+constexpr std::array<CommandRow, 12> kCommands = {{
     {"list", RunList, "asking for the list"},
     {"state", RunState, "asking for states"},
     {"start", RunChange, nullptr},
@@ -200,6 +201,7 @@ constexpr std::array<CommandRow, 11> kCommands = {{
     {kPlainCommands[0].name, RunPlain, "reloading"},
     {kPlainCommands[1].name, RunPlain, "dumping"},
     {kPlainCommands[2].name, RunPlain, "stopping everything"},
+    {"timeline", [](const CommandLine& line, const Ask&) { return RunTimeline(line); }, "reading the record"},
 }};
 
 const CommandRow* FindCommand(const std::string& name) {

@@ -10,6 +10,7 @@
 #include "tools/ssctl/events.h"
 #include "tools/ssctl/progress.h"
 #include "tools/ssctl/terminal.h"
+#include "tools/ssctl/timeline/timeline_command.h"
 
 namespace {
 
@@ -20,11 +21,17 @@ bool Print(const std::string& text, std::FILE* stream) {
     return std::fwrite(text.data(), 1, text.size(), stream) == text.size() && std::fflush(stream) == 0;
 }
 
+Subject SubjectOf(const CommandLine& line) {
+    if (line.command == "timeline") {
+        return {line.command, {}, TimelinePath(line)};
+    }
+    return {line.command, line.command == "events" ? QueueName(line) : line.resource};
+}
+
 /// False when the result can't be written.
 bool Show(const CommandLine& line, const Outcome& outcome) {
-    const bool isQueue = line.command == "events";
-    const Subject subject{line.command, isQueue ? QueueName(line) : line.resource};
-    const std::string text = line.json ? RenderDocument(subject, outcome) : RenderText(outcome, WantsColour(stdout));
+    const std::string text =
+        line.json ? RenderDocument(SubjectOf(line), outcome) : RenderText(outcome, WantsColour(stdout));
     const bool isShown = Print(text, stdout);
     static_cast<void>(Print(RenderComplaint(outcome), stderr));
     return isShown;

@@ -44,6 +44,11 @@ const FaultRow& RowOf(Fault fault) {
     return kFaults[static_cast<size_t>(fault)];
 }
 
+std::string RenderSection(const std::string& sentence, const Table& table, bool wantsColour) {
+    const std::string text = sentence.empty() ? "" : Printable(sentence) + "\n";
+    return table.columns.empty() ? text : text + RenderTable(table, wantsColour);
+}
+
 }  // namespace
 
 ExitCode ExitCodeOf(Fault fault) {
@@ -59,9 +64,9 @@ Outcome Complain(Fault fault, std::string problem, std::string advice) {
 }
 
 std::string RenderText(const Outcome& outcome, bool wantsColour) {
-    std::string text = outcome.sentence.empty() ? "" : Printable(outcome.sentence) + "\n";
-    if (!outcome.table.columns.empty()) {
-        text += RenderTable(outcome.table, wantsColour);
+    std::string text = RenderSection(outcome.sentence, outcome.table, wantsColour);
+    for (const Section& section : outcome.sections) {
+        text += "\n" + RenderSection(section.sentence, section.table, wantsColour);
     }
     return text + outcome.text;
 }

@@ -4,6 +4,7 @@
 
 #include <nlohmann/json.hpp>
 #include <string>
+#include <vector>
 
 #include "tools/ssctl/table.h"
 
@@ -24,6 +25,12 @@ enum class Fault {
     TIMED_OUT,
 };
 
+/// More to show below the rest, behind an empty line; each may be empty.
+struct Section {
+    std::string sentence;
+    Table table;
+};
+
 struct Outcome {
     Fault fault = Fault::NONE;
     std::string problem;  ///< what went wrong, without its full stop
@@ -32,7 +39,8 @@ struct Outcome {
     // What to show; each may be empty.
     Table table;
     std::string sentence;
-    std::string text;  ///< goes out as it is: what other programs read
+    std::vector<Section> sections;
+    std::string text;                                                   ///< goes out as it is: what other programs read
     nlohmann::ordered_json members = nlohmann::ordered_json::object();  ///< of the document
 };
 

@@ -24,7 +24,7 @@ _ssctl_names() { # _ssctl_names PREFIX SUFFIX PROGRAM WORD...
 _ssctl_command() { # _ssctl_command WORD...
     while [ $# -gt 0 ]; do
         case $1 in
-            --resource | --run-dir | --wait) shift ;;
+            --resource | --run-dir | --wait | --since | --owner | --record | --svg | --trace) shift ;;
             -*) ;;
             *)
                 echo "$1"
@@ -44,6 +44,7 @@ _ssctl_options() { # _ssctl_options COMMAND
         start | restart) echo "$global --args --para --timeout" ;;
         change) echo "$global --stop --start --restart --args --para --timeout" ;;
         events) echo "$global --queue --count --timeout" ;;
+        timeline) echo "$global --since --owner --record --svg --trace" ;;
         *) echo "$global" ;;
     esac
 }
@@ -55,7 +56,7 @@ _ssctl_candidates() { # _ssctl_candidates PROGRAM CURRENT WORD...
     command=$(_ssctl_command "${@:2}")
     previous=${*: -1}
     case $current in
-        --stop=* | --start=* | --restart=* | --args=* | --para=* | --run-dir=*)
+        --stop=* | --start=* | --restart=* | --args=* | --para=* | --run-dir=* | --since=* | --record=* | --svg=* | --trace=*)
             local option=${current%%=*} candidate
             _ssctl_candidates "$program" "${current#*=}" "$@" "$option" | while IFS= read -r candidate; do
                 printf '%s\n' "$option=$candidate"
@@ -68,7 +69,15 @@ _ssctl_candidates() { # _ssctl_candidates PROGRAM CURRENT WORD...
             compgen -d -- "$current"
             return
             ;;
-        --resource | --wait | --timeout | --count | --queue) return ;;
+        --record | --svg | --trace)
+            compgen -f -- "$current"
+            return
+            ;;
+        --since)
+            printf '%s\n' boot last
+            return
+            ;;
+        --resource | --wait | --timeout | --count | --queue | --owner) return ;;
         --stop | --start | --restart)
             local before=
             [[ $current == *,* ]] && before=${current%,*},
@@ -91,7 +100,7 @@ _ssctl_candidates() { # _ssctl_candidates PROGRAM CURRENT WORD...
             ;;
     esac
     case $command in
-        '') echo 'list state start stop restart change verify set-state reload dump stop-all events' | tr ' ' '\n' ;;
+        '') echo 'list state start stop restart change verify set-state reload dump stop-all events timeline' | tr ' ' '\n' ;;
         state | start | stop | restart) _ssctl_names '' '' "$program" "$@" ;;
         verify)
             if [[ $current == *=* ]]; then
