@@ -91,8 +91,9 @@ TEST_F(TimelineOfAGroup, OfLayersHasEveryApplicationInItsWaveBehindThoseThatItWa
             const std::string before = std::to_string(layer - 1) + "x";
             yaml += "- {app_name: app" + std::to_string(layer) + "x" + std::to_string(at) +
                     ", bin_path: $APP, is_auto_boot: true" +
-                    (layer == 0 ? "" : ", depends: [app" + before + std::to_string(at) + ", app" + before +
-                                           std::to_string((at + 1) % 5) + "]") +
+                    (layer == 0 ? ""
+                                : ", depends: [app" + before + std::to_string(at) + ", app" + before +
+                                      std::to_string((at + 1) % 5) + "]") +
                     "}\n";
         }
     }
@@ -158,7 +159,8 @@ TEST_F(TimelineOfAGroup, ThatRunsIsShownWithAPictureAndATrace) {
 TEST_F(TimelineOfAGroup, ThatWasNeverThereIsAnError) {
     const SsctlResult run = Ssctl({"timeline"});
     EXPECT_EQ(run.exitCode, 3);
-    EXPECT_THAT(run.complaint, HasSubstr("ssctl: can't read " + Folder() + "/run/timeline: No such file or directory."));
+    EXPECT_THAT(run.complaint,
+                HasSubstr("ssctl: can't read " + Folder() + "/run/timeline: No such file or directory."));
     const json document = Document({"timeline"});
     EXPECT_EQ(document["path"], Folder() + "/run/timeline");
     EXPECT_EQ(document["error"]["kind"], "no_service");
