@@ -1,6 +1,7 @@
 // A file of manifests, with replacement data.
 #include "fuzz/memory_file.h"
 #include "platform/posix/manifest/manifest_loader.h"
+#include "platform/posix/manifest_check/check_report.h"
 
 using namespace ProcMgr;
 
@@ -18,5 +19,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
             Fuzz::Require(!problem.text.empty() && FormatError(problem).find('\n') == std::string::npos);
         }
     }
+    const CheckRequest request{file.Path(), std::nullopt};
+    const CheckResult check = CheckManifests(request);
+    for (const ManifestError& problem : check.found) {
+        Fuzz::Require(!problem.text.empty() && FormatError(problem).find('\n') == std::string::npos);
+    }
+    Fuzz::Require(!TellScripts(request, check).text.empty());
     return 0;
 }

@@ -10,7 +10,7 @@ set(PROCMGR_FUZZ_TARGETS
     "pm_state_answer         procmgr_pm_agent"
     "pm_call_result          procmgr_pm_agent"
     "pm_request              procmgr_pm_agent"
-    "manifest                procmgr_posix_manifest"
+    "manifest                procmgr_manifest_check"
     "replacement_data        procmgr_posix_manifest"
     "pipe_frame              procmgr_posix_tunor"
     "bus_frame               procmgr_posix_vek"

@@ -7,13 +7,10 @@
 namespace Procmgrd {
 namespace {
 
-// Everybody waits while one owner's manifests are read.
-constexpr size_t kMaxMebibytes = 8;
-
 ProcMgr::LoadResult LoadAs(const ProcMgr::OwnerIdentity& identity, const ProcMgr::Message::StartupCfgInfo& source) {
     const BorrowedIdentity borrowed(identity);
     if (borrowed.Holds()) {
-        return ProcMgr::LoadManifests(source.procName, source.matchDataToPath, kMaxMebibytes);
+        return ProcMgr::LoadManifests(source.procName, source.matchDataToPath, ProcMgr::kMebibytesOfProcessManager);
     }
     ProcMgr::LoadResult nothing;
     nothing.errors.push_back({source.procName, 0, 0, "", "cannot be read with the rights of its owner"});

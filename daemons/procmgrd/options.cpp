@@ -27,10 +27,37 @@ void Describe(CLI::App& app, Options& options) {
         ->check(CLI::NonNegativeNumber);
 }
 
+/// What belongs to --check, as it was typed.
+struct CheckWords {
+    std::string path;
+    std::string root;
+};
+
+void DescribeCheck(CLI::App& app, CheckWords& words, Options& options) {
+    CLI::Option* const check =
+        app.add_option("--check", words.path,
+                       "Be no daemon: check the manifests under this path, a file or a folder, and print all that is "
+                       "wrong with them. Exit code 0 without errors, 1 with errors");
+    app.add_option("--root", words.root,
+                   "With --check: look whether the programs are there, in this folder as in the root of the target")
+        ->check(CLI::ExistingDirectory)
+        ->needs(check);
+    app.add_flag("--json", options.isCheckDocument, "With --check: print one JSON document in a line instead of text")
+        ->needs(check);
+}
+
+std::optional<ProcMgr::CheckRequest> RequestOf(const CLI::App& app, const CheckWords& words) {
+    if (app.count("--check") == 0) {
+        return std::nullopt;
+    }
+    return ProcMgr::CheckRequest{words.path, app.count("--root") == 0 ? std::nullopt : std::optional(words.root)};
+}
+
 }  // namespace
 
 std::optional<Options> ReadOptions(int argc, char** argv, int& exitCode) {
     Options options;
+    CheckWords check;
     std::string onOwnerExit = "keep";
     CLI::App app{
         "The process manager: starts, restarts and ends the applications of group owners and tells them what "
@@ -42,12 +69,14 @@ std::optional<Options> ReadOptions(int argc, char** argv, int& exitCode) {
                        "returns, or terminate them")
             ->capture_default_str()
             ->check(CLI::IsMember({"keep", "terminate"}));
+        DescribeCheck(app, check, options);
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
         exitCode = app.exit(error) == 0 ? 0 : 2;
         return std::nullopt;
     }
     options.isTerminatingOnOwnerExit = onOwnerExit == "terminate";
+    options.check = RequestOf(app, check);
     return options;
 }
 

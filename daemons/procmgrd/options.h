@@ -6,6 +6,8 @@
 #include <optional>
 #include <string>
 
+#include "platform/posix/manifest_check/manifest_check.h"
+
 namespace Procmgrd {
 
 struct Options {
@@ -15,6 +17,9 @@ struct Options {
     bool isTerminatingOnOwnerExit = false;
     uint32_t stopTimeoutMs = 10000;
     int readyFd = -1;
+
+    std::optional<ProcMgr::CheckRequest> check;  ///< what to check instead of being a daemon
+    bool isCheckDocument = false;                ///< tell it to scripts
 };
 
 /// Empty when the process is to end now with `exitCode`; what there was to say is then printed already.

@@ -39,6 +39,7 @@ FILES:${PN}-ss = "${libdir}/libprocmgr_ss.so.*"
 FILES:${PN}-daemons = "\
     ${bindir}/procmgrd ${bindir}/grpownerd ${bindir}/procmgr-so-host \
     ${datadir}/procmgr ${sysconfdir} \
+    ${datadir}/bash-completion/completions/procmgrd ${datadir}/bash-completion/completions/grpownerd \
     ${nonarch_libdir}/systemd ${nonarch_libdir}/sysusers.d ${nonarch_libdir}/tmpfiles.d \
 "
 FILES:${PN}-tools = "${bindir}/ssctl ${datadir}/bash-completion ${datadir}/zsh"

@@ -70,9 +70,10 @@ TEST(ManifestFiles, OfAFolderAreReadUpToSixtyFourMebibytesInAll) {
     EXPECT_EQ(loaded.errors[1], "long10.yaml: is longer than 1 MiB; split it into several files");
 }
 
-TEST(ManifestFiles, OfAnEmptyFolderGiveNothing) {
+TEST(ManifestFiles, OfAnEmptyFolderGiveNothingButAWarning) {
     const ManifestTestFolder folder;
     const Loaded loaded = LoadFolder(folder);
+    EXPECT_THAT(loaded.warnings, ElementsAre(folder.Path() + ": holds no *.yaml or *.yml file"));
     EXPECT_THAT(loaded.names, IsEmpty());
     EXPECT_THAT(loaded.errors, IsEmpty());
 }
@@ -107,12 +108,9 @@ TEST(ManifestFiles, MayDependOnEachOtherAndFormACycle) {
     folder.Write("c.yaml", ManifestOf("c"));
     const Loaded loaded = LoadFolder(folder);
     EXPECT_THAT(loaded.names, ElementsAre("c"));
-    EXPECT_THAT(
-        loaded.errors,
-        ElementsAre("a.yaml:3:10: key 'depends': 'a': the dependency cycle a -> b -> a lets none of them start; "
-                    "remove one of these dependencies",
-                    "b.yaml:4:1: key 'depends': 'b': the dependency cycle a -> b -> a lets none of them start; "
-                    "remove one of these dependencies"));
+    EXPECT_THAT(loaded.errors,
+                ElementsAre("a.yaml:3:11: key 'depends': the dependency cycle a -> b -> a lets none of them start; "
+                            "remove one of these dependencies"));
 }
 
 TEST(ManifestFiles, ThatAreNotThereGiveAnError) {
@@ -160,7 +158,7 @@ TEST(ParseYaml, LogsOneLineForEachErrorAndEachWarning) {
                         "1:3: key 'bin_path': the key is missing; add a line like 'bin_path: /opt/robot/bin/camera'",
                     "29 3 " + place + "3:3: key 'app_name': the key is missing; add a line like 'app_name: camera'",
                     "29 2 " + place +
-                        "2:40: key 'depends': 'b' cannot start: its dependency 'c' has no good manifest; it will "
+                        "2:41: key 'depends': 'b' cannot start: its dependency 'c' has no good manifest; it will "
                         "never be running"));
 }
 

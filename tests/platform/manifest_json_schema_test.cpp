@@ -78,6 +78,21 @@ TEST(ManifestJsonSchema, DescribesEachKeyWithItsDefault) {
     }
 }
 
+TEST(ManifestManualPage, HasTheKeysOfTheParserAndNoOthers) {
+    std::ifstream file(MANIFEST_MANUAL_PAGE);
+    std::set<std::string> inPage;
+    for (std::string before, line; std::getline(file, line); before = line) {
+        if (before == ".TP") {
+            inPage.insert(line.substr(4, line.find(':') - 4));
+        }
+    }
+    std::set<std::string> inParser;
+    for (const ProcMgr::ManifestKey& key : ProcMgr::ManifestKeys()) {
+        inParser.insert(key.name);
+    }
+    EXPECT_EQ(inPage, inParser);
+}
+
 TEST(ManifestJsonSchema, IsLinkedToADocumentationThatNamesEveryKey) {
     std::ifstream file(MANIFEST_DOCUMENTATION_FILE);
     const std::string text((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());

@@ -1,17 +1,22 @@
 #include "platform/posix/manifest/manifest_cycles.h"
 
 #include <algorithm>
+#include <iterator>
 #include <string>
 #include <unordered_map>
 #include <utility>
 
-#include "platform/posix/manifest/manifest_text.h"
+#include "platform/posix/manifest/manifest_loader.h"
+#include "platform/posix/manifest/smallest_cycle.h"
 #include "platform/posix/manifest/strong_components.h"
 
 namespace ProcMgr {
 namespace {
 
-constexpr size_t kMaxNamesOfCycle = 10;
+constexpr size_t kMaxNamesInLog = 10;
+
+/// The manifests come from outside, and the process manager reads them while everybody waits.
+constexpr size_t kMaxSteps = 4000000;
 
 Successors DependenciesOf(const std::vector<ManifestEntry>& entries) {
     std::unordered_map<std::string, size_t> numbers;
@@ -33,64 +38,76 @@ Successors DependenciesOf(const std::vector<ManifestEntry>& entries) {
     return successors;
 }
 
-/// One cycle among the members of a component, beginning with its smallest number that stands in it.
-std::vector<size_t> CycleWithin(const std::vector<size_t>& component, const Successors& successors) {
-    const auto isMember = [&component](size_t vertex) {
-        return std::binary_search(component.begin(), component.end(), vertex);
-    };
-    std::unordered_map<size_t, size_t> positions;
-    std::vector<size_t> path;
-    size_t vertex = component.front();
-    while (positions.emplace(vertex, path.size()).second) {
-        path.push_back(vertex);
-        vertex = *std::find_if(successors[vertex].begin(), successors[vertex].end(), isMember);
+std::string NameOthers(const DependencyCycle& cycle, const std::vector<ManifestEntry>& entries, size_t maxNames) {
+    std::vector<size_t> circle = cycle.circle;
+    std::sort(circle.begin(), circle.end());
+    std::vector<size_t> others;
+    std::set_difference(cycle.members.begin(), cycle.members.end(), circle.begin(), circle.end(),
+                        std::back_inserter(others));
+    std::string names;
+    for (size_t i = 0; i < std::min(others.size(), maxNames); ++i) {
+        names += (i == 0 ? "" : ", ") + entries[others[i]].attributes.appName;
     }
-    path.erase(path.begin(), path.begin() + static_cast<std::ptrdiff_t>(positions[vertex]));
-    std::rotate(path.begin(), std::min_element(path.begin(), path.end()), path.end());
-    return path;
+    return others.size() > maxNames ? names + " and " + std::to_string(others.size() - maxNames) + " more" : names;
 }
 
-std::string NameCycle(const std::vector<size_t>& cycle, const std::vector<ManifestEntry>& entries) {
+std::string NameCircle(const std::vector<size_t>& circle, const std::vector<ManifestEntry>& entries, size_t maxNames) {
     std::string text;
-    for (size_t i = 0; i < std::min(cycle.size(), kMaxNamesOfCycle); ++i) {
-        text += entries[cycle[i]].attributes.appName + " -> ";
+    for (size_t i = 0; i < std::min(circle.size(), maxNames); ++i) {
+        text += entries[circle[i]].attributes.appName + " -> ";
     }
-    if (cycle.size() > kMaxNamesOfCycle) {
-        text += "(" + std::to_string(cycle.size() - kMaxNamesOfCycle) + " more) -> ";
+    if (circle.size() > maxNames) {
+        text += "(" + std::to_string(circle.size() - maxNames) + " more) -> ";
     }
-    return text + entries[cycle.front()].attributes.appName;
-}
-
-/// Marks the entries of the component and notes their errors by number.
-void ReportCycle(std::vector<size_t> component, const Successors& successors, const std::vector<ManifestEntry>& entries,
-                 std::vector<std::string>& texts) {
-    std::sort(component.begin(), component.end());
-    const std::vector<size_t> cycle = CycleWithin(component, successors);
-    const std::string names = NameCycle(cycle, entries);
-    for (const size_t member : component) {
-        texts[member] = "the dependency cycle " + names + " lets none of them start; remove one of these dependencies";
-    }
+    return text + entries[circle.front()].attributes.appName;
 }
 
 }  // namespace
 
-void RemoveCycles(std::vector<ManifestEntry>& entries, std::vector<ManifestError>& errors) {
+std::vector<DependencyCycle> FindCycles(const std::vector<ManifestEntry>& entries) {
     const Successors successors = DependenciesOf(entries);
-    std::vector<std::string> texts(entries.size());
-    for (const std::vector<size_t>& component : StrongComponents(successors)) {
+    std::vector<DependencyCycle> cycles;
+    size_t budget = kMaxSteps;
+    for (std::vector<size_t>& component : StrongComponents(successors)) {
         if (component.size() > 1) {
-            ReportCycle(component, successors, entries, texts);
+            std::sort(component.begin(), component.end());
+            std::vector<size_t> circle = SmallestCycle(component, successors, budget);
+            cycles.push_back({std::move(component), std::move(circle)});
+        }
+    }
+    std::sort(cycles.begin(), cycles.end(), [](const DependencyCycle& left, const DependencyCycle& right) {
+        return left.members.front() < right.members.front();
+    });
+    return cycles;
+}
+
+ManifestError DescribeCycle(const DependencyCycle& cycle, const std::vector<ManifestEntry>& entries, size_t maxNames) {
+    const std::string others = NameOthers(cycle, entries, maxNames);
+    const ManifestEntry& first = entries[cycle.circle.front()];
+    const Place place = first.PlaceOfDependency(entries[cycle.circle[1]].attributes.appName);
+    ManifestError error = ErrorOf(first, ManifestFault::CYCLE, place, "depends",
+                                  "the dependency cycle " + NameCircle(cycle.circle, entries, maxNames) +
+                                      " lets none of them start; remove one of these dependencies" +
+                                      (others.empty() ? "" : "; in circles with them stand also " + others));
+    for (const size_t member : cycle.circle) {
+        error.related.push_back(entries[member].attributes.appName);
+    }
+    return error;
+}
+
+void RemoveCycles(std::vector<ManifestEntry>& entries, std::vector<ManifestError>& errors) {
+    std::vector<bool> isBad(entries.size());
+    for (const DependencyCycle& cycle : FindCycles(entries)) {
+        errors.push_back(DescribeCycle(cycle, entries, kMaxNamesInLog));
+        for (const size_t member : cycle.members) {
+            isBad[member] = true;
         }
     }
     std::vector<ManifestEntry> kept;
     for (size_t i = 0; i < entries.size(); ++i) {
-        if (texts[i].empty()) {
+        if (!isBad[i]) {
             kept.push_back(std::move(entries[i]));
-            continue;
         }
-        const ManifestEntry& bad = entries[i];
-        errors.push_back(
-            {bad.file, bad.dependsLine, bad.dependsColumn, "depends", Quote(bad.attributes.appName) + ": " + texts[i]});
     }
     entries = std::move(kept);
 }

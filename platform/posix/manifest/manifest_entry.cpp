@@ -93,6 +93,28 @@ void CheckSelfDependency(const Values& values, const ApplicationAttributes& attr
     }
 }
 
+Place PlaceAt(const YamlNode& node) {
+    return {node.line, node.column};
+}
+
+/// Where the values and the dependencies stand.
+void NotePlaces(const Values& values, ManifestEntry& entry) {
+    for (const auto& [key, value] : values) {
+        if (value.isGood) {
+            entry.keys.emplace(key, PlaceAt(*value.node));
+        }
+    }
+    const auto depends = values.find("depends");
+    if (depends == values.end()) {
+        return;
+    }
+    for (const YamlNode& item : depends->second.node->items) {
+        if (entry.attributes.depends.count(item.text) != 0) {
+            entry.depends.emplace(item.text, PlaceAt(item));
+        }
+    }
+}
+
 void ReadEntry(const YamlNode& map, ReadScope& scope, std::vector<ManifestEntry>& entries) {
     if (map.kind != YamlNode::Kind::MAP) {
         scope.Report(
@@ -108,21 +130,31 @@ void ReadEntry(const YamlNode& map, ReadScope& scope, std::vector<ManifestEntry>
     }
     CheckPresence(map, values, entry.attributes, scope);
     CheckSelfDependency(values, entry.attributes, scope);
-    if (scope.ErrorCount() != before) {
+    if (entry.attributes.appName.empty()) {
         return;
     }
-    const auto depends = values.find("depends");
-    const YamlNode& name = *values.at("app_name").node;
-    const YamlNode& dependsNode = depends == values.end() ? name : *depends->second.node;
+    entry.isGood = scope.ErrorCount() == before;
     entry.file = scope.File();
-    entry.line = name.line;
-    entry.column = name.column;
-    entry.dependsLine = dependsNode.line;
-    entry.dependsColumn = dependsNode.column;
+    NotePlaces(values, entry);
     entries.push_back(std::move(entry));
 }
 
 }  // namespace
+
+Place ManifestEntry::PlaceOf(const std::string& key) const {
+    const auto found = keys.find(key);
+    return found == keys.end() ? keys.at("app_name") : found->second;
+}
+
+Place ManifestEntry::PlaceOfDependency(const std::string& name) const {
+    const auto found = depends.find(name);
+    return found == depends.end() ? PlaceOf("depends") : found->second;
+}
+
+ManifestError ErrorOf(const ManifestEntry& entry, ManifestFault fault, Place place, const std::string& key,
+                      const std::string& text) {
+    return {entry.file, place.line, place.column, key, text, fault, entry.attributes.appName};
+}
 
 void ReadEntries(const YamlNode& root, ReadScope& scope, std::vector<ManifestEntry>& entries) {
     if (root.kind != YamlNode::Kind::LIST) {

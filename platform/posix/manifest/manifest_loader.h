@@ -11,17 +11,14 @@
 #include <vector>
 
 #include "platform/include/application_manifest.h"
+#include "platform/posix/manifest/manifest_error.h"
 
 namespace ProcMgr {
 
-/// One thing that is wrong and what to do about it.
-struct ManifestError {
-    std::string file;
-    int line = 0;  ///< counted from 1; 0 when the error concerns the whole file
-    int column = 0;
-    std::string key;  ///< the manifest key it is about; may be empty
-    std::string text;
-};
+struct ManifestFiles;
+
+/// Everybody waits while the process manager reads the manifests of one owner, so that it reads no more than this.
+inline constexpr size_t kMebibytesOfProcessManager = 8;
 
 struct LoadResult {
     /// The good manifests, each name once, in reading order: files in name order, entries as they stand in the file.
@@ -37,8 +34,8 @@ struct LoadResult {
 [[nodiscard]] LoadResult LoadManifests(const std::string& path, const std::map<std::string, std::string>& matchData,
                                        size_t mebibytes = 64);
 
-/// "file:line:column: key 'k': text" in one line of printable text; leaves out what is not known.
-[[nodiscard]] std::string FormatError(const ManifestError& error);
+/// The second half of it: what can be run of what was read.
+[[nodiscard]] LoadResult SelectManifests(ManifestFiles files);
 
 /// The part of `name` before its first '@' when `name` can be an instance, otherwise the empty string.
 [[nodiscard]] std::string TemplateOf(const std::string& name);

@@ -28,21 +28,6 @@ size_t QuotedLength(const std::string& text) {
     return length;
 }
 
-size_t EditDistance(const std::string& from, const std::string& to) {
-    std::vector<size_t> row(to.size() + 1);
-    std::iota(row.begin(), row.end(), size_t{0});
-    for (size_t i = 0; i < from.size(); ++i) {
-        size_t diagonal = row[0];
-        row[0] = i + 1;
-        for (size_t j = 0; j < to.size(); ++j) {
-            const size_t replaced = diagonal + (from[i] == to[j] ? 0 : 1);
-            diagonal = row[j + 1];
-            row[j + 1] = std::min({replaced, row[j] + 1, row[j + 1] + 1});
-        }
-    }
-    return row.back();
-}
-
 std::string CheckName(const std::string& name) {
     if (name.empty()) {
         return "a name is empty; write one";
@@ -60,6 +45,21 @@ std::string CheckName(const std::string& name) {
 }
 
 }  // namespace
+
+size_t EditDistance(const std::string& from, const std::string& to) {
+    std::vector<size_t> row(to.size() + 1);
+    std::iota(row.begin(), row.end(), size_t{0});
+    for (size_t i = 0; i < from.size(); ++i) {
+        size_t diagonal = row[0];
+        row[0] = i + 1;
+        for (size_t j = 0; j < to.size(); ++j) {
+            const size_t replaced = diagonal + (from[i] == to[j] ? 0 : 1);
+            diagonal = row[j + 1];
+            row[j + 1] = std::min({replaced, row[j] + 1, row[j + 1] + 1});
+        }
+    }
+    return row.back();
+}
 
 std::string Quote(const std::string& text) {
     std::string out = "'";

@@ -2,6 +2,7 @@
 #ifndef PROCMGR_PLATFORM_POSIX_MANIFEST_MANIFEST_TEXT_H
 #define PROCMGR_PLATFORM_POSIX_MANIFEST_MANIFEST_TEXT_H
 
+#include <cstddef>
 #include <map>
 #include <string>
 #include <vector>
@@ -12,6 +13,9 @@ inline constexpr size_t kMaxNameBytes = 255;
 
 /// `text` between single quotes, cut after 64 bytes and with control characters as \xNN, so that it fits into one line.
 [[nodiscard]] std::string Quote(const std::string& text);
+
+/// How many bytes must be added, taken away or changed to make the one of the other.
+[[nodiscard]] size_t EditDistance(const std::string& from, const std::string& to);
 
 /// The candidate with the smallest edit distance to `text`; the first one among equals, empty when there are none.
 [[nodiscard]] std::string NearestOf(const std::string& text, const std::vector<std::string>& candidates);

@@ -12,6 +12,11 @@ constexpr size_t kMaxReplacedBytes = size_t{1024} * 1024;
 
 }  // namespace
 
+ManifestError ErrorOf(const std::string& file, const YamlProblem& problem) {
+    const ManifestFault fault = problem.line == 0 ? ManifestFault::UNREADABLE : ManifestFault::SYNTAX;
+    return {file, problem.line, problem.column, "", problem.text, fault};
+}
+
 void ReadScope::Report(const YamlNode& node, const std::string& key, const std::string& text) {
     ++errorCount_;
     if (errorCount_ <= kMaxErrorsOfFile) {

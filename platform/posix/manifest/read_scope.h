@@ -6,10 +6,13 @@
 #include <string>
 #include <vector>
 
-#include "platform/posix/manifest/manifest_loader.h"
+#include "platform/posix/manifest/manifest_error.h"
 #include "platform/posix/manifest/yaml_node.h"
 
 namespace ProcMgr {
+
+/// What kept a file from being read at all.
+[[nodiscard]] ManifestError ErrorOf(const std::string& file, const YamlProblem& problem);
 
 class ReadScope {
 public:

@@ -6,6 +6,7 @@
 #include <cstdlib>
 
 #include "platform/posix/manifest/manifest_text.h"
+#include "platform/posix/manifest/read_scope.h"
 #include "platform/posix/manifest/yaml_node.h"
 
 namespace ProcMgr {
@@ -97,7 +98,7 @@ void LoadReplacementData(const std::string& file, const std::string& key, std::m
     YamlNode root;
     YamlProblem problem;
     if (!ReadYamlFile(file, root, problem)) {
-        errors.push_back({file, problem.line, problem.column, "", problem.text});
+        errors.push_back(ErrorOf(file, problem));
         return;
     }
     if (root.kind != YamlNode::Kind::MAP && root.kind != YamlNode::Kind::NOTHING) {

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/posix/manifest/manifest_loader.h"
+#include "platform/posix/manifest/manifest_error.h"
 
 namespace ProcMgr {
 
