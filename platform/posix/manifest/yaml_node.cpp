@@ -7,6 +7,7 @@
 #include <yaml-cpp/exceptions.h>
 #include <yaml-cpp/parser.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <exception>
 #include <sstream>
@@ -139,10 +140,9 @@ private:
 
 /// Returns 0 or an errno; reads one byte more than the limit, so that the caller sees a file that is too long.
 int ReadUpTo(int fd, size_t limit, std::string& text) {
-    text.resize(limit);
-    size_t size = 0;
-    while (size < limit) {
-        const ssize_t got = read(fd, text.data() + size, limit - size);
+    char piece[16 * 1024];
+    while (text.size() < limit) {
+        const ssize_t got = read(fd, piece, std::min(sizeof(piece), limit - text.size()));
         if (got < 0 && errno == EINTR) {
             continue;
         }
@@ -152,9 +152,8 @@ int ReadUpTo(int fd, size_t limit, std::string& text) {
         if (got == 0) {
             break;
         }
-        size += static_cast<size_t>(got);
+        text.append(piece, static_cast<size_t>(got));
     }
-    text.resize(size);
     return 0;
 }
 
