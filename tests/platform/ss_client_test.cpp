@@ -1,5 +1,5 @@
 #include <fcntl.h>
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -12,6 +12,7 @@
 #include <functional>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "platform/posix/common_posix/unique_fd.h"
 #include "tests/platform/vek_test_kit.h"
@@ -34,6 +35,14 @@ namespace {
 std::string Numbers(uint32_t first, uint32_t second) {
     const uint32_t numbers[2] = {first, second};
     return std::string(reinterpret_cast<const char*>(numbers), sizeof(numbers));
+}
+
+size_t OpenDescriptors() {
+    size_t count = 0;
+    for (int fd = 0; fd < 1024; ++fd) {
+        count += ::fcntl(fd, F_GETFD) >= 0 ? 1 : 0;
+    }
+    return count;
 }
 
 /// A service that is only a script: what it does with its one client runs on a thread of its own.
@@ -308,6 +317,28 @@ TEST_F(SsQueue, EventsThatLieAreRefused) {
         });
         EXPECT_EQ(NextEvent(OpenQueue("x")), "EPROTO");
         Join();
+        ::unlink(Path().c_str());
+    }
+}
+
+TEST_F(SsQueue, DescriptorsThatNobodyAskedForAreNotLeftOpen) {
+    const std::string pool = BusFrame(16, 1, 0, Numbers(64, 64));
+    const std::function<void(const RawSocket&)> gifts[] = {
+        [&](const RawSocket& client) {
+            client.SendWithDescriptors(pool, {client.Fd(), client.Fd()});
+        },
+        [&](const RawSocket& client) { client.SendWithDescriptors(pool, std::vector<int>(200, client.Fd())); },
+        [&](const RawSocket& client) { client.SendWithDescriptor(BusFrame(17, 1, 0, Numbers(0, 1)), client.Fd()); },
+        [&](const RawSocket& client) { client.SendWithDescriptor("x", client.Fd()); },
+        [&](const RawSocket& client) { client.SendWithDescriptor("", client.Fd()); },
+    };
+    for (const auto& gift : gifts) {
+        const size_t before = OpenDescriptors();
+        ServeQueue(gift);
+        EXPECT_THAT(NextEvent(OpenQueue("x")), testing::AnyOf("EPROTO", "EPIPE"));
+        Join();
+        listener.Close();
+        EXPECT_EQ(OpenDescriptors(), before);
         ::unlink(Path().c_str());
     }
 }

@@ -147,19 +147,20 @@ bool RawSocket::Send(const std::string& packet) const {
     return ::send(Fd(), packet.data(), packet.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(packet.size());
 }
 
-bool RawSocket::SendWithDescriptor(const std::string& packet, int descriptor) const {
-    alignas(cmsghdr) std::array<char, CMSG_SPACE(sizeof(int))> control = {};
+bool RawSocket::SendWithDescriptors(const std::string& packet, const std::vector<int>& descriptors) const {
+    const size_t size = descriptors.size() * sizeof(int);
+    std::vector<cmsghdr> control(CMSG_SPACE(size) / sizeof(cmsghdr) + 1);
     iovec part = {const_cast<char*>(packet.data()), packet.size()};
     msghdr message = {};
     message.msg_iov = &part;
     message.msg_iovlen = 1;
     message.msg_control = control.data();
-    message.msg_controllen = control.size();
+    message.msg_controllen = CMSG_SPACE(size);
     cmsghdr* head = CMSG_FIRSTHDR(&message);
     head->cmsg_level = SOL_SOCKET;
     head->cmsg_type = SCM_RIGHTS;
-    head->cmsg_len = CMSG_LEN(sizeof(int));
-    std::memcpy(CMSG_DATA(head), &descriptor, sizeof(int));
+    head->cmsg_len = CMSG_LEN(size);
+    std::memcpy(CMSG_DATA(head), descriptors.data(), size);
     return ::sendmsg(Fd(), &message, MSG_NOSIGNAL) == static_cast<ssize_t>(packet.size());
 }
 

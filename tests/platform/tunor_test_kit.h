@@ -82,7 +82,10 @@ public:
     int Fd() const { return fd_.Get(); }
     RawSocket Accept() const;
     bool Send(const std::string& packet) const;
-    bool SendWithDescriptor(const std::string& packet, int descriptor) const;
+    bool SendWithDescriptor(const std::string& packet, int descriptor) const {
+        return SendWithDescriptors(packet, {descriptor});
+    }
+    bool SendWithDescriptors(const std::string& packet, const std::vector<int>& descriptors) const;
     /// The next packet; "" when the other end is gone, none after half a minute.
     std::optional<std::string> Receive() const;
     void Close() { fd_.Reset(); }

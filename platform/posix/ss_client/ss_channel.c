@@ -326,22 +326,24 @@ static int ReceiveNow(SsChannel* channel, VekFrameHead* head, int* fd) {
     message.msg_iov = &part;
     message.msg_iovlen = 1;
     if (fd != NULL) {
+        // Without the padding, in which a second descriptor would find room.
         message.msg_control = &control;
-        message.msg_controllen = sizeof(control);
+        message.msg_controllen = CMSG_LEN(sizeof(int));
     }
     got = ReceiveMessage(channel->fd, &message);
     if (got < 0 && (errno == EAGAIN || errno == EINTR)) {
         return -EAGAIN;
     }
-    if (got <= 0) {
+    if (got < 0) {
         return SsLose(channel, -EPIPE);
     }
     attached = TakeDescriptor(&message);
     if ((message.msg_flags & (MSG_TRUNC | MSG_CTRUNC)) != 0 || !DecodeHead(channel, (size_t)got, head)) {
+        // An empty packet looks like the end, and may bring a descriptor all the same.
         if (attached >= 0) {
             close(attached);
         }
-        return SsLose(channel, -EPROTO);
+        return SsLose(channel, got == 0 ? -EPIPE : -EPROTO);
     }
     if (fd != NULL) {
         *fd = attached;
