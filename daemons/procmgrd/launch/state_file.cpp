@@ -11,14 +11,6 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
-#include <fstream>
-#include <functional>
-#include <optional>
-#include <set>
-#include <sstream>
-#include <string_view>
-
-#include "platform/posix/common_posix/percent_text.h"
 
 namespace ProcMgr {
 namespace {
@@ -27,72 +19,6 @@ using Clock = std::chrono::steady_clock;
 
 constexpr mode_t kStateMode = 0600;
 constexpr size_t kSpareLines = 64;  ///< lines of ended applications that a file may hold before it is rewritten
-constexpr const char* kHeader = "procmgr-state 1 ";
-
-std::string HexOf(uint32_t value, size_t digits) {
-    constexpr const char* kDigits = "0123456789ABCDEF";
-    std::string hex(digits, '0');
-    for (size_t at = digits; at > 0; value >>= 4U) {
-        hex[--at] = kDigits[value & 0xFU];
-    }
-    return hex;
-}
-
-std::string Checksum(std::string_view text) {
-    uint32_t hash = 2166136261U;
-    for (const char byte : text) {
-        hash = (hash ^ static_cast<unsigned char>(byte)) * 16777619U;
-    }
-    return HexOf(hash, 8);
-}
-
-std::string Sealed(const std::string& text) {
-    return text + " " + Checksum(text) + "\n";
-}
-
-std::string NumbersOf(const ProcessId& process) {
-    return std::to_string(process.pid) + " " + std::to_string(process.startTime);
-}
-
-std::string StartLine(const StateRecord& record) {
-    return Sealed("+ " + NumbersOf(record.process) + " name=" + PercentEncode(record.appName) +
-                  " owner=" + PercentEncode(record.owner));
-}
-
-std::string EndLine(const ProcessId& process) {
-    return Sealed("- " + NumbersOf(process));
-}
-
-/// The text before the checksum, when that is right.
-std::optional<std::string> Unseal(const std::string& line) {
-    const size_t end = line.rfind(' ');
-    if (end == std::string::npos || Checksum(std::string_view(line).substr(0, end)) != line.substr(end + 1)) {
-        return std::nullopt;
-    }
-    return line.substr(0, end);
-}
-
-std::string AfterPrefix(const std::string& field, const std::string& prefix) {
-    return field.rfind(prefix, 0) == 0 ? PercentDecode(field.substr(prefix.size())) : std::string();
-}
-
-void Replay(const std::string& text, std::map<ProcessId, StateRecord>& records) {
-    std::istringstream fields(text);
-    std::string kind;
-    std::string name;
-    std::string owner;
-    StateRecord record;
-    if (!(fields >> kind >> record.process.pid >> record.process.startTime) || record.process.pid <= 1) {
-        return;
-    }
-    if (kind == "-") {
-        records.erase(record.process);
-    } else if (kind == "+" && fields >> name >> owner) {
-        record.appName = AfterPrefix(name, "name=");
-        record.owner = AfterPrefix(owner, "owner=");
-        records[record.process] = record;
-    }
-}
 
 /// Whoever can write the file can name processes that the next daemon ends, so it must be ours or root's. Errno: ENOENT
 /// when there is none, EPERM when it is not to be trusted.
@@ -124,22 +50,6 @@ std::string ReadTrusted(const std::string& path) {
         content.append(buffer.data(), static_cast<size_t>(length));
     }
     return content;
-}
-
-std::map<ProcessId, StateRecord> ReadRecords(const std::string& path, const std::string& procRoot) {
-    std::map<ProcessId, StateRecord> records;
-    std::istringstream file(ReadTrusted(path));
-    std::string line;
-    if (!std::getline(file, line) || line != kHeader + ReadBootId(procRoot)) {
-        return records;
-    }
-    while (std::getline(file, line)) {
-        const auto text = Unseal(line);
-        if (text && !file.eof()) {
-            Replay(*text, records);
-        }
-    }
-    return records;
 }
 
 std::vector<Leftover> FindLiving(const std::vector<StateRecord>& records, const std::string& runDir,
@@ -214,7 +124,7 @@ std::string ReadBootId(const std::string& procRoot) {
 
 std::vector<Leftover> FindLeftovers(const std::string& path, const std::string& runDir, const std::string& procRoot) {
     std::vector<StateRecord> records;
-    for (const auto& [process, record] : ReadRecords(path, procRoot)) {
+    for (const auto& [process, record] : ReadStateText(ReadTrusted(path), BootId(procRoot))) {
         records.push_back(record);
     }
     return FindLiving(records, runDir, procRoot);

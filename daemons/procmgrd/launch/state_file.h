@@ -16,18 +16,13 @@
 #include <vector>
 
 #include "daemons/procmgrd/launch/process_tree.h"
+#include "daemons/procmgrd/launch/state_text.h"
 #include "platform/posix/common_posix/unique_fd.h"
 
 namespace ProcMgr {
 
 /// What tells this boot of the kernel from every other one.
 std::string ReadBootId(const std::string& procRoot = kProcRoot);
-
-struct StateRecord {
-    std::string appName;
-    std::string owner;
-    ProcessId process;
-};
 
 /// One application of an earlier daemon, and those of its processes that still live.
 struct Leftover {
