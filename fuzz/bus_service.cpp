@@ -20,13 +20,16 @@ using Fuzz::Require;
 
 namespace {
 
+/// Only one that is to be held carries this number, which is one of those that only look.
+constexpr uint32_t kHeldCommand = 9;
+
 /// What the entry points of the service and the queue share with the clients.
 struct Office {
     std::mutex mutex;
     std::condition_variable changed;
     size_t closed = 0;
-    bool holdNext = false;
     bool isHolding = false;
+    size_t held = 0;
     VekQfsMgrFile* lastQueue = nullptr;
     std::map<VekQfsMgrFile*, VEKShmPoolHandle> pools;
 
@@ -58,9 +61,11 @@ long Read(VEKMgrFile*, char* buffer, size_t size, long* offset) {
 int TurnRound(VEKMgrFile*, unsigned int cmd, VEKIoctlArg* arg) {
     Office& office = TheOffice();
     std::unique_lock<std::mutex> lock(office.mutex);
-    if (office.holdNext) {
-        office.holdNext = false;
+    if (cmd == kHeldCommand) {
+        ++office.held;
         office.Await(lock, [&] { return !office.isHolding; });
+        --office.held;
+        office.changed.notify_all();
     }
     char* const bytes = static_cast<char*>(arg->addr);
     std::reverse(bytes, bytes + arg->size);
@@ -124,7 +129,7 @@ public:
         if (!IsConnected()) {
             return;
         }
-        GiveTime(packet);
+        Adapt(packet);
         const bool wasOpen = model_.IsOpen();
         const BusOutcome outcome = model_.Take(packet, hasDescriptor);
         if (hasDescriptor) {
@@ -153,14 +158,20 @@ public:
         Drain();
         {
             const std::lock_guard<std::mutex> lock(TheOffice().mutex);
-            TheOffice().holdNext = TheOffice().isHolding = true;
+            TheOffice().isHolding = true;
         }
-        Fuzz::SendPacket(socket_.Get(), BusFrame(2, 6, 1, "held"));
-        awaited_.push_back(BusFrame(0x202, 6, -ETIMEDOUT, ""));
+        Fuzz::SendPacket(socket_.Get(), BusFrame(2, kHeldCommand, 1, "held"));
+        awaited_.push_back(BusFrame(0x202, kHeldCommand, -ETIMEDOUT, ""));
         Drain();
         model_.isBusy = true;
     }
-    void GoOn() { model_.isBusy = false; }
+    /// It goes on, and has ended when this returns.
+    void GoOn() {
+        if (IsConnected() && model_.isBusy) {
+            model_.isBusy = false;
+            Send(BusFrame(2, 6, 0, "more"), false, true);
+        }
+    }
 
     void Announce(const std::string& event) {
         Drain();
@@ -188,8 +199,8 @@ public:
 private:
     static constexpr size_t kAwaitedBytesMax = 32768;
 
-    /// No request may be late by chance: none for a busy client is in time, every other one is.
-    void GiveTime(std::string& packet) const {
+    /// No request is late by chance, or held: none of a busy client is in time, every other one is.
+    void Adapt(std::string& packet) const {
         Fuzz::BusHead head;
         if (packet.size() < sizeof(head)) {
             return;
@@ -197,8 +208,9 @@ private:
         std::memcpy(&head, packet.data(), sizeof(head));
         if ((head.op == 2 || head.op == 3) && head.rc >= 0) {
             head.rc = model_.isBusy ? 1 : head.rc == 0 ? 0 : head.rc | 0x40000000;
-            std::memcpy(packet.data(), &head, sizeof(head));
         }
+        head.cmd = head.op == 2 && head.cmd == kHeldCommand ? kHeldCommand + 1 : head.cmd;
+        std::memcpy(packet.data(), &head, sizeof(head));
     }
 
     UniqueFd socket_;
@@ -209,9 +221,11 @@ private:
 };
 
 void Release() {
-    const std::lock_guard<std::mutex> lock(TheOffice().mutex);
-    TheOffice().isHolding = false;
-    TheOffice().changed.notify_all();
+    Office& office = TheOffice();
+    std::unique_lock<std::mutex> lock(office.mutex);
+    office.isHolding = false;
+    office.changed.notify_all();
+    office.Await(lock, [&] { return office.held == 0; });
 }
 
 /// The clients that behave: one of the service, one of the queue.
@@ -327,6 +341,7 @@ private:
 
     void GoOn() {
         if (held_ != nullptr) {
+            held_->Drain();
             Release();
             held_->GoOn();
             held_ = nullptr;

@@ -138,6 +138,12 @@ TEST(TimelineRecord, PassesOverEventsAndKeysThatItDoesNotKnow) {
     EXPECT_EQ(part.events[0].pid, 3U);
 }
 
+TEST(TimelineRecord, PassesOverEmptyNamesInAList) {
+    const RecordPart part =
+        Read(std::string(kHeader) + "1 1 1 manifest app=cam boot=1 reports=0 depends=,,power,,light,\n");
+    EXPECT_THAT(part.events.at(0).depends, ElementsAre("power", "light"));
+}
+
 TEST(TimelineRecord, LeavesOutATornLastLine) {
     const std::string whole = std::string(kHeader) + "1 1 1 left\n";
     for (const char* torn : {"2", "2 1 1 ending app=ca", "2 1 1 left"}) {

@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
+#include <fstream>
 
 namespace ProcMgr {
 namespace {
@@ -124,7 +125,7 @@ std::string ReadBootId(const std::string& procRoot) {
 
 std::vector<Leftover> FindLeftovers(const std::string& path, const std::string& runDir, const std::string& procRoot) {
     std::vector<StateRecord> records;
-    for (const auto& [process, record] : ReadStateText(ReadTrusted(path), BootId(procRoot))) {
+    for (const auto& [process, record] : ReadStateText(ReadTrusted(path), ReadBootId(procRoot))) {
         records.push_back(record);
     }
     return FindLiving(records, runDir, procRoot);
@@ -221,7 +222,7 @@ bool StateFile::Rewrite(int& error) {
         error = errno;
         return false;
     }
-    std::string content = kHeader + ReadBootId(kProcRoot) + "\n";
+    std::string content = StateHeader(ReadBootId(kProcRoot));
     for (const auto& [process, record] : records_) {
         content += StartLine(record);
     }

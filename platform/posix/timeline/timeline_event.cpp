@@ -78,11 +78,14 @@ std::string JoinNames(const std::vector<std::string>& names) {
     return joined;
 }
 
+/// No name is empty.
 std::vector<std::string> SplitNames(std::string_view joined) {
     std::vector<std::string> names;
     while (!joined.empty()) {
         const size_t comma = std::min(joined.find(','), joined.size());
-        names.push_back(PercentDecode(joined.substr(0, comma)));
+        if (comma > 0) {
+            names.push_back(PercentDecode(joined.substr(0, comma)));
+        }
         joined.remove_prefix(std::min(comma + 1, joined.size()));
     }
     return names;
