@@ -20,7 +20,6 @@ set(PROCMGR_FUZZ_TARGETS
     "heartbeats              procmgr_posix_heartbeat"
     "app_output              procmgrd_launch"
     "saved_state             procmgrd_launch"
-    "start_record            procmgr_posix_timeline"
     "fields                  procmgr_common"
     "owner_protocol          daemons/procmgrd/owner_protocol.cpp procmgr_common"
     "app_notice              daemons/procmgrd/app_notice.cpp procmgr_common"
