@@ -128,7 +128,7 @@ TEST(TimelineTrace, HasAFlowForEachLinkOfTheCriticalChain) {
     const Json events = EventsOf(TimelineOf(kSmallBoot));
     std::vector<Json> flows;
     for (const Json& event : events) {
-        if (event["cat"] == "critical") {
+        if (event.value("cat", "") == "critical") {
             flows.push_back(event);
             EXPECT_TRUE(IsInsideASlice(events, event)) << event;
         }
