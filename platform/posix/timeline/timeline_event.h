@@ -65,9 +65,9 @@ std::string WriteEvent(const Event& event);
 struct RecordPart {
     std::string bootId;  ///< of the kernel
     std::vector<Event> events;
-    uint64_t lastSerial = 0;      ///< also of events that were passed over, as is the next
+    uint64_t lastSerial = 0;  ///< also of events that were passed over, as is the next
     int64_t lastMonotonicUs = 0;
-    bool isTorn = false;      ///< the file ends inside a line, which was left out
+    bool isTorn = false;  ///< the file ends inside a line, which was left out
 };
 
 /// What is wrong with a file that is none of a record: a sentence without its full stop, and the line, from 1.
