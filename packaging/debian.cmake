@@ -123,8 +123,9 @@ systemd, and with a sample group."
 debian_package(tools procmgr-tools admin
     DESCRIPTION "drives application groups from the command line
 ssctl plays the system-state manager: it lists, starts, stops and restarts the
-applications of a group and follows its events."
+applications of a group, follows its events, says what is wrong with
+manifests, and draws their dependencies."
     DEPENDS "libprocmgr-platform${PROCMGR_ABI} (>=)" "libprocmgr-ss${PROCMGR_ABI} (>=)"
-    SUGGESTS "procmgr-daemons (>=)")
+    SUGGESTS "procmgr-daemons (>=)" graphviz)
 
 include(CPack)

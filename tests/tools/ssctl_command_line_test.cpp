@@ -116,6 +116,12 @@ TEST_F(SsctlCommandLine, FollowsEventsForEverUnlessItIsTold) {
     EXPECT_EQ(line.eventTimeoutMs, 7U);
 }
 
+TEST_F(SsctlCommandLine, TakesWhatIsToBeChecked) {
+    EXPECT_EQ(Good({"check", "/etc/robot"}).path, "/etc/robot");
+    EXPECT_EQ(Good({"check", "/etc/robot"}).root, std::nullopt);
+    EXPECT_EQ(Good({"check", "/etc/robot", "--root", "/"}).root, "/");
+}
+
 TEST_F(SsctlCommandLine, RefusesMistakesWithExitCode2) {
     const std::vector<std::vector<const char*>> mistakes = {{},
                                                             {"fly"},
@@ -132,6 +138,10 @@ TEST_F(SsctlCommandLine, RefusesMistakesWithExitCode2) {
                                                             {"set-state"},
                                                             {"verify"},
                                                             {"list", "state"},
+                                                            {"check"},
+                                                            {"check", "a", "b"},
+                                                            {"check", "a", "--root", "/none"},
+                                                            {"state", "--root", "/"},
                                                             {"change", "--start", "a\\"}};
     for (const std::vector<const char*>& words : mistakes) {
         const ParsedCommandLine parsed = Parse(words);

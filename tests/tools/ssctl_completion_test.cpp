@@ -75,8 +75,9 @@ private:
 }  // namespace
 
 TEST_F(SsctlCompletion, OffersCommands) {
-    EXPECT_THAT(Complete("ssctl "), ElementsAre("list", "state", "start", "stop", "restart", "change", "verify",
-                                                "set-state", "reload", "dump", "stop-all", "events", "timeline"));
+    EXPECT_THAT(Complete("ssctl "),
+                ElementsAre("list", "state", "start", "stop", "restart", "change", "verify", "set-state", "reload",
+                            "dump", "stop-all", "events", "timeline", "check", "graph"));
     EXPECT_THAT(Complete("ssctl --json st"), ElementsAre("state", "start", "stop", "stop-all"));
     EXPECT_EQ(Calls(), "");
 }
@@ -124,6 +125,13 @@ TEST_F(SsctlCompletion, OffersSpansAndFilesOfATimeline) {
     EXPECT_THAT(Complete("ssctl timeline --since=b"), ElementsAre("boot"));
     EXPECT_THAT(Complete("ssctl --wait 5 timeline --record " + Folder() + "/l"), ElementsAre(Folder() + "/line"));
     EXPECT_THAT(Complete("ssctl timeline --owner "), IsEmpty());
+}
+
+TEST_F(SsctlCompletion, OffersFilesToCheck) {
+    EXPECT_THAT(Complete("ssctl check /et"), ElementsAre("/etc"));
+    EXPECT_THAT(Complete("ssctl check --root /et"), ElementsAre("/etc"));
+    EXPECT_THAT(Complete("ssctl check --ro"), ElementsAre("--root"));
+    EXPECT_EQ(Calls(), "");
 }
 
 TEST_F(SsctlCompletion, OffersNothingWhereItKnowsNothing) {

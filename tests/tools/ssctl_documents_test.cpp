@@ -13,8 +13,9 @@ using testing::HasSubstr;
 
 namespace {
 
-const std::vector<std::string> kCommands = {"list",      "state",  "start", "stop",     "restart", "change",  "verify",
-                                            "set-state", "reload", "dump",  "stop-all", "events",  "timeline"};
+const std::vector<std::string> kCommands = {"list",     "state",  "start",     "stop",   "restart",
+                                            "change",   "verify", "set-state", "reload", "dump",
+                                            "stop-all", "events", "timeline",  "check",  "graph"};
 
 /// The text of a file without the backslashes that roff wants before each '-'.
 std::string Plain(const std::string& path) {
@@ -74,8 +75,9 @@ TEST(SsctlHelp, ListsEveryCommandAndTheKnownOptions) {
     for (const std::string& command : kCommands) {
         EXPECT_THAT(help, HasSubstr("\n  " + command + " "));
     }
-    EXPECT_EQ(Options(), (std::set<std::string>{"--args",    "--count",   "--help",  "--json",    "--names",
-                                                "--owner",   "--para",    "--queue", "--record",  "--resource",
-                                                "--restart", "--run-dir", "--since", "--start",   "--stop",
-                                                "--svg",     "--timeout", "--trace", "--version", "--wait"}));
+    EXPECT_EQ(Options(),
+              (std::set<std::string>{"--args",  "--count",   "--help",  "--json",    "--names",    "--output",
+                                     "--owner", "--para",    "--queue", "--record",  "--resource", "--restart",
+                                     "--root",  "--run-dir", "--since", "--start",   "--states",   "--stop",
+                                     "--svg",   "--timeout", "--trace", "--version", "--wait"}));
 }

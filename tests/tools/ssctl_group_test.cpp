@@ -165,7 +165,7 @@ TEST_F(SsctlGroup, SaysWhatToDoWhenTheManifestsAreBad) {
     const SsctlResult run = Ssctl({"reload"});
     EXPECT_EQ(run.exitCode, 1);
     EXPECT_THAT(run.complaint, StartsWith("ssctl: the group owner did not reload.\n"));
-    EXPECT_THAT(run.complaint, HasSubstr("procmgrd --check"));
+    EXPECT_THAT(run.complaint, HasSubstr("'ssctl check PATH' tells"));
 }
 
 TEST_F(SsctlGroup, StopsEverything) {

@@ -34,7 +34,7 @@ environment:
 
 exit codes:
   0  done
-  1  refused, or failed for some application
+  1  refused, or failed for some application; errors in manifests
   2  wrong command line, or a request that does not fit
   3  no group owner, or it went away
   4  no answer in time
@@ -43,6 +43,8 @@ examples:
   ssctl state
   ssctl start lidar nav --args lidar=--rate,20 --timeout 8000
   ssctl change --stop cam --start map,view@left --para view@left:0=front
+  ssctl check /etc/robot
+  ssctl graph /etc/robot --svg robot.svg
 )";
 
 struct Parser {
@@ -185,6 +187,24 @@ void AddTimeline(Parser& parser) {
     timeline->add_option("--trace", line.traceFile, "Write the JSON that trace viewers open, too")->type_name("FILE");
 }
 
+void AddManifests(Parser& parser) {
+    CLI::App* check = parser.app.add_subcommand(
+        "check", "Checks manifests, a file or a folder, and prints all that is wrong with them; asks no group owner");
+    check->add_option("PATH", parser.line.path, "A file or a folder")->required();
+    check
+        ->add_option("--root", parser.line.root,
+                     "Look whether the programs are there, in this folder as in the root of the target")
+        ->check(CLI::ExistingDirectory)
+        ->type_name("DIR");
+    CLI::App* graph = parser.app.add_subcommand(
+        "graph", "Draws the dependencies of manifests, a file or a folder, in the language of Graphviz");
+    graph->add_option("PATH", parser.line.path, "A file or a folder")->required();
+    graph->add_option("-o,--output", parser.line.dotFile, "Write the text to this file instead of the standard output")
+        ->type_name("FILE");
+    graph->add_option("--svg", parser.line.svgFile, "Have Graphviz write a picture to this file")->type_name("FILE");
+    graph->add_flag("--states", parser.line.wantsStates, "Ask the group owner, and colour what runs");
+}
+
 /// Options that are zero were not given: zero is outside their range.
 std::optional<uint32_t> Given(uint32_t value) {
     return value == 0 ? std::nullopt : std::optional<uint32_t>(value);
@@ -247,6 +267,7 @@ ParsedCommandLine ParseCommandLine(int argc, const char* const* argv) {
     AddRest(parser);
     AddEvents(parser);
     AddTimeline(parser);
+    AddManifests(parser);
     // Behind the commands, which would take it over.
     parser.app.footer(kFooter);
     try {

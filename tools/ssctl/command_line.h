@@ -35,6 +35,11 @@ struct CommandLine {
 
     std::optional<uint32_t> eventCount;
     std::optional<uint32_t> eventTimeoutMs;
+
+    std::string path;                 ///< of manifests
+    std::optional<std::string> root;  ///< where "check" looks for programs
+    std::string dotFile;              ///< of "graph"; empty: none
+    bool wantsStates = false;         ///< of "graph"
 };
 
 /// How long the answer may take, in ms: longer than the owner itself may take, so that its answer is in time.

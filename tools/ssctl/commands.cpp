@@ -165,7 +165,7 @@ struct PlainCommand {
 
 constexpr std::array<PlainCommand, 3> kPlainCommands = {{
     {"reload", RequestKind::RELOAD, "The group owner read its manifests again.", "the group owner did not reload",
-     "While a change runs it refuses; otherwise its manifests may be bad ('procmgrd --check PATH' tells), and its"
+     "While a change runs it refuses; otherwise its manifests may be bad ('ssctl check PATH' tells), and its"
      " log says why."},
     {"dump", RequestKind::DUMP, "The group owner wrote what it knows to its log.", "the group owner wrote no dump",
      "The log of the group owner says why."},

@@ -4,10 +4,13 @@
 #include <exception>
 #include <string>
 
+#include "platform/posix/manifest_check/check_report.h"
 #include "tools/ssctl/command_line.h"
 #include "tools/ssctl/commands.h"
 #include "tools/ssctl/connection.h"
 #include "tools/ssctl/events.h"
+#include "tools/ssctl/graph.h"
+#include "tools/ssctl/graph_files.h"
 #include "tools/ssctl/progress.h"
 #include "tools/ssctl/terminal.h"
 #include "tools/ssctl/timeline/timeline_command.h"
@@ -25,7 +28,7 @@ Subject SubjectOf(const CommandLine& line) {
     if (line.command == "timeline") {
         return {line.command, {}, TimelinePath(line)};
     }
-    return {line.command, line.command == "events" ? QueueName(line) : line.resource};
+    return {line.command, line.command == "events" ? QueueName(line) : line.resource, line.path};
 }
 
 /// False when the result can't be written.
@@ -56,9 +59,40 @@ Outcome Run(const CommandLine& line) {
     });
 }
 
+int Check(const CommandLine& line) {
+    const ProcMgr::CheckReport report = ProcMgr::RunCheck({line.path, line.root}, line.json);
+    return Print(report.text, stdout) ? report.exitCode : static_cast<int>(ExitCode::REFUSED);
+}
+
+Outcome Draw(const CommandLine& line) {
+    Graph graph = ReadGraph(line.path);
+    if (line.wantsStates) {
+        CommandLine question = line;
+        question.command = "state";
+        const Outcome states = Run(question);
+        if (states.fault != Fault::NONE) {
+            return Complain(states.fault, states.problem, states.advice);
+        }
+        AddStates(states.members, graph);
+    }
+    Outcome outcome = ReportGraph(line.path, graph);
+    WriteGraphFiles(line.dotFile, line.svgFile, outcome);
+    return outcome;
+}
+
+Outcome RunCommandOf(const CommandLine& line) {
+    if (line.command == "events") {
+        return Follow(line);
+    }
+    return line.command == "graph" ? Draw(line) : Run(line);
+}
+
 int RunLine(const CommandLine& line) {
+    if (line.command == "check") {
+        return Check(line);
+    }
     const bool isFollowing = line.command == "events";
-    const Outcome outcome = isFollowing ? Follow(line) : Run(line);
+    const Outcome outcome = RunCommandOf(line);
     // Each event was shown as it came.
     if (!isFollowing || outcome.fault != Fault::NONE) {
         static_cast<void>(Show(line, outcome));

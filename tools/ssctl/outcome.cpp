@@ -19,7 +19,7 @@ struct FaultRow {
     ExitCode exit;
 };
 
-constexpr std::array<FaultRow, 8> kFaults = {{
+constexpr std::array<FaultRow, 9> kFaults = {{
     {Fault::NONE, "none", ExitCode::DONE},
     {Fault::REFUSED, "refused", ExitCode::REFUSED},
     {Fault::FAILED, "failed", ExitCode::REFUSED},
@@ -28,6 +28,7 @@ constexpr std::array<FaultRow, 8> kFaults = {{
     {Fault::USAGE, "usage", ExitCode::USAGE},
     {Fault::NO_SERVICE, "no_service", ExitCode::NO_SERVICE},
     {Fault::TIMED_OUT, "timed_out", ExitCode::TIMED_OUT},
+    {Fault::BAD_MANIFESTS, "bad_manifests", ExitCode::REFUSED},
 }};
 
 constexpr bool IsInOrder() {

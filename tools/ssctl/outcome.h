@@ -23,6 +23,7 @@ enum class Fault {
     USAGE,
     NO_SERVICE,
     TIMED_OUT,
+    BAD_MANIFESTS,  ///< there are errors in them
 };
 
 /// More to show below the rest, behind an empty line; each may be empty.

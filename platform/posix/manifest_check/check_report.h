@@ -17,7 +17,7 @@ struct CheckReport {
 /// One line for each error and warning, and a line with their numbers.
 [[nodiscard]] CheckReport TellPeople(const CheckResult& result);
 
-/// One document in one line, as docs/manifests.md has it.
+/// One document in one line, as docs/ssctl.schema.json has it.
 [[nodiscard]] CheckReport TellScripts(const CheckRequest& request, const CheckResult& result);
 
 /// The whole of it, for the programs that offer it.

@@ -45,6 +45,8 @@ _ssctl_options() { # _ssctl_options COMMAND
         change) echo "$global --stop --start --restart --args --para --timeout" ;;
         events) echo "$global --queue --count --timeout" ;;
         timeline) echo "$global --since --owner --record --svg --trace" ;;
+        check) echo "$global --root" ;;
+        graph) echo "$global --output --svg --states" ;;
         *) echo "$global" ;;
     esac
 }
@@ -56,7 +58,8 @@ _ssctl_candidates() { # _ssctl_candidates PROGRAM CURRENT WORD...
     command=$(_ssctl_command "${@:2}")
     previous=${*: -1}
     case $current in
-        --stop=* | --start=* | --restart=* | --args=* | --para=* | --run-dir=* | --since=* | --record=* | --svg=* | --trace=*)
+        --stop=* | --start=* | --restart=* | --args=* | --para=* | --run-dir=* | --root=* | --since=* | --record=* | --output=* | \
+            --svg=* | --trace=*)
             local option=${current%%=*} candidate
             _ssctl_candidates "$program" "${current#*=}" "$@" "$option" | while IFS= read -r candidate; do
                 printf '%s\n' "$option=$candidate"
@@ -65,11 +68,11 @@ _ssctl_candidates() { # _ssctl_candidates PROGRAM CURRENT WORD...
             ;;
     esac
     case $previous in
-        --run-dir)
+        --run-dir | --root)
             compgen -d -- "$current"
             return
             ;;
-        --record | --svg | --trace)
+        --record | -o | --output | --svg | --trace)
             compgen -f -- "$current"
             return
             ;;
@@ -100,7 +103,10 @@ _ssctl_candidates() { # _ssctl_candidates PROGRAM CURRENT WORD...
             ;;
     esac
     case $command in
-        '') echo 'list state start stop restart change verify set-state reload dump stop-all events timeline' | tr ' ' '\n' ;;
+        '')
+            echo 'list state start stop restart change verify set-state reload dump stop-all events timeline check graph' |
+                tr ' ' '\n'
+            ;;
         state | start | stop | restart) _ssctl_names '' '' "$program" "$@" ;;
         verify)
             if [[ $current == *=* ]]; then
@@ -109,6 +115,7 @@ _ssctl_candidates() { # _ssctl_candidates PROGRAM CURRENT WORD...
                 _ssctl_names '' = "$program" "$@"
             fi
             ;;
+        check | graph) compgen -f -- "$current" ;;
         set-state) echo 'OFF WORKING SUSPEND UPGRADE CALIBRATION' | tr ' ' '\n' ;;
     esac
 }
