@@ -266,8 +266,8 @@ bool ApplicationManager::ApplicationMgrInit(const std::string& startupEntryPath)
         GRP_OWNER_LOG(kError, "ApplicationManager init failed: startup entry path is empty");
         return false;
     }
-    for (const auto& [key, text] : matchData) {
-        GRP_OWNER_LOG(kInfo, "matchData first=%s second=%s", key.c_str(), text.c_str());
+    for (const auto& pair : matchData) {
+        GRP_OWNER_LOG(kInfo, "matchData first=%s second=%s", pair.first.c_str(), pair.second.c_str());
     }
     if (ProcMgrAgent::GetInstance().LoadStartupCfgInfo(MakeStartupCfg(matchData, path)) != 0) {
         GRP_OWNER_LOG(kError, "ApplicationManager init failed: LoadStartupCfgInfo failed");
@@ -495,8 +495,8 @@ ApplicationManager::ReloadOutcome ApplicationManager::ReloadManifests(const std:
     DependsMapKeeper dependsMap;
     MatchData matchData;
     (void)parser.ParseToReplaceData(ParamType::REPLACE_DATA, kReplaceDataKey, matchData);
-    for (const auto& [key, text] : matchData) {
-        GRP_OWNER_LOG(kInfo, "first:%s second:%s", key.c_str(), text.c_str());
+    for (const auto& pair : matchData) {
+        GRP_OWNER_LOG(kInfo, "first:%s second:%s", pair.first.c_str(), pair.second.c_str());
     }
     if (ProcMgrAgent::GetInstance().ReLoadStartupCfgInfo(MakeStartupCfg(matchData, path)) != 0) {
         GRP_OWNER_LOG(kError, "ApplicationManager ReloadCfg failed: ProcMgrAgent UpdateCfg failed");
@@ -821,10 +821,10 @@ void ApplicationManager::MarkLeftAppToTermFailed() {
         before = termAppInfo_.termAppsResult;
         FailWaiting(termAppInfo_.termAppsResult, AppChangeState::TERM_FAILED);
     }
-    for (const auto& [name, state] : before) {
-        GRP_OWNER_LOG(kInfo, "Term appName=%s state=%s", name.c_str(), StateName(state).c_str());
-        if (state == AppChangeState::INIT) {
-            GRP_OWNER_LOG(kWarn, "mark %s to TERM_FAILED", name.c_str());
+    for (const auto& result : before) {
+        GRP_OWNER_LOG(kInfo, "Term appName=%s state=%s", result.first.c_str(), StateName(result.second).c_str());
+        if (result.second == AppChangeState::INIT) {
+            GRP_OWNER_LOG(kWarn, "mark %s to TERM_FAILED", result.first.c_str());
         }
     }
 }
@@ -1178,10 +1178,10 @@ void ApplicationManager::MarkLeftAppToStartFailed(StartAppInfo& info) {
         before = info.results;
         FailWaiting(info.results, AppChangeState::START_FAILED);
     }
-    for (const auto& [name, state] : before) {
-        GRP_OWNER_LOG(kInfo, "Start appName=%s state=%s", name.c_str(), StateName(state).c_str());
-        if (state == AppChangeState::INIT) {
-            GRP_OWNER_LOG(kWarn, "mark %s to START_FAILED", name.c_str());
+    for (const auto& result : before) {
+        GRP_OWNER_LOG(kInfo, "Start appName=%s state=%s", result.first.c_str(), StateName(result.second).c_str());
+        if (result.second == AppChangeState::INIT) {
+            GRP_OWNER_LOG(kWarn, "mark %s to START_FAILED", result.first.c_str());
         }
     }
 }
@@ -1378,10 +1378,10 @@ void ApplicationManager::MarkLeftAppToRestartFailed() {
         before = restartAppInfo_.results;
         FailWaiting(restartAppInfo_.results, AppChangeState::RESTART_FAILED);
     }
-    for (const auto& [name, state] : before) {
-        GRP_OWNER_LOG(kInfo, "Restart appName=%s state=%s", name.c_str(), StateName(state).c_str());
-        if (state == AppChangeState::INIT) {
-            GRP_OWNER_LOG(kWarn, "mark %s to RESTART_FAILED", name.c_str());
+    for (const auto& result : before) {
+        GRP_OWNER_LOG(kInfo, "Restart appName=%s state=%s", result.first.c_str(), StateName(result.second).c_str());
+        if (result.second == AppChangeState::INIT) {
+            GRP_OWNER_LOG(kWarn, "mark %s to RESTART_FAILED", result.first.c_str());
         }
     }
 }
@@ -1526,7 +1526,9 @@ bool ApplicationManager::GrpOwnerVerifyApp(const std::map<std::string, uint32_t>
 void ApplicationManager::VerifyDrivingApps(const std::map<std::string, uint32_t>& apps) {
     const std::lock_guard<std::mutex> lock(appMutex_);
     GRP_OWNER_LOG(kInfo, "Datamaster verify app begin.");
-    for (const auto& [name, value] : apps) {
+    for (const auto& app : apps) {
+        const std::string& name = app.first;
+        const uint32_t value = app.second;
         GRP_OWNER_LOG(kInfo, "verify: <%s,%u>", name.c_str(), value);
         const auto found = drivingApplications_.find(name);
         if (found == drivingApplications_.end()) {
@@ -1574,13 +1576,13 @@ bool ApplicationManager::ApplicationDump() const {
 
 void ApplicationManager::DumpDependsMap() {
     GRP_OWNER_LOG(kInfo, "Parse_And_Depend adj Map:");
-    for (const auto& [name, depends] : ParseAndDepend::GetInstance().GetApplicationDependsMap()) {
+    for (const auto& app : ParseAndDepend::GetInstance().GetApplicationDependsMap()) {
         std::string text;
-        for (const std::string& depend : depends) {
+        for (const std::string& depend : app.second) {
             text += depend;
             text += ' ';
         }
-        GRP_OWNER_LOG(kInfo, "app=%s depend=%s", name.c_str(), text.c_str());
+        GRP_OWNER_LOG(kInfo, "app=%s depend=%s", app.first.c_str(), text.c_str());
     }
 }
 

@@ -46,4 +46,13 @@ int GetSyslogLevel(GrpOwnerLogLevel level) {
     return LookUp(levels, level, kSyslogFallback);
 }
 
+LogTarget FindLogTarget(GrpOwnerLogLevel level) {
+    if (IsSyslogEnable()) {
+        return {LogSink::SYSLOG, GetSyslogLevel(level)};
+    }
+    const int32_t kmonLevel = GetKmonLevel(level);
+    const bool isWanted = CheckLogLevel(kLogModuleId, kmonLevel) == 1;
+    return {isWanted ? LogSink::PLATFORM_LOG : LogSink::NONE, kmonLevel};
+}
+
 }  // namespace ProcMgr

@@ -510,9 +510,9 @@ void SsToOwnerServerImpl::VerifyApp(const Request& request, Response& response) 
 }
 
 bool SsToOwnerServerImpl::CallVerifyApp(const std::map<std::string, unsigned int>& apps) const {
-    for (const auto& [name, option] : apps) {
+    for (const auto& app : apps) {
         GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_INFO, "VerifyApp receive changeRecord name=%s opt=%s",
-                      name.c_str(), GetOptionType(option).c_str());
+                      app.first.c_str(), GetOptionType(app.second).c_str());
     }
     const auto callback = verifyAppCb_.Load();
     if (callback == nullptr) {

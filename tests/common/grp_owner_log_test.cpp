@@ -86,6 +86,19 @@ TEST(GrpOwnerLog, WritesNothingBelowTheLevelOfThePlatformLog) {
     EXPECT_EQ(FakeLog::Get().Checks().size(), 2U);
 }
 
+TEST(GrpOwnerLog, EvaluatesItsArgumentsOnceForAMessageThatIsWrittenAndNotAtAllForAnother) {
+    int evaluated = 0;
+    FakeLog::Get().SetThreshold(2);
+    GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_INFO, "quiet %d", ++evaluated);
+    EXPECT_EQ(evaluated, 0);
+    GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_WARN, "loud %d", ++evaluated);
+    EXPECT_EQ(evaluated, 1);
+    EnableSyslogState();
+    GRP_OWNER_LOG(GrpOwnerLogLevel::GRP_OWNER_LOG_INFO, "syslog %d", ++evaluated);
+    EXPECT_EQ(evaluated, 2);
+    EXPECT_EQ(FakeLog::Get().Lines(), (Lines{"WARN loud 1", "SYSLOG6 syslog 2"}));
+}
+
 TEST(GrpOwnerLog, TakesOnlyExactlyOneForEnabled) {
     for (const int answer : {0, 2, -1, 16}) {
         FakeLog::Get().SetCheckResult(answer);
