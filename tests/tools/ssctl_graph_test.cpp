@@ -86,6 +86,20 @@ TEST_F(SsctlGraph, EscapesNames) {
                 HasSubstr("  \"say \\\"\\\\N\\\"\\\\\" -> \"<b>\" [color=red, style=dashed];\n"));
 }
 
+TEST_F(SsctlGraph, LabelsNamesThatGraphvizWouldShowAsSomethingElse) {
+    EXPECT_EQ(WriteDot(Read(R"(
+- {app_name: '%n', bin_path: /a}
+- {app_name: 'a&lt;', bin_path: /a, depends: ['%n', 50%]}
+)")),
+              kHead + R"(  "/%n" [fillcolor="#e6f0d8", label="%n"];
+  "a&lt;" [fillcolor="#e6f0d8", label="a&amp;lt;"];
+  "50%" [fillcolor="#ffffff", color=red, fontcolor=red, style="rounded,filled,dashed"];
+  "a&lt;" -> "/%n";
+  "a&lt;" -> "50%" [color=red, style=dashed];
+}
+)");
+}
+
 TEST_F(SsctlGraph, IsColouredByStates) {
     Graph graph = Read(R"(
 - {app_name: a, bin_path: /a, is_auto_boot: true}
@@ -175,10 +189,13 @@ TEST_F(SsctlGraph, IsAPictureThatGraphvizMakes) {
     if (std::system("command -v dot >/dev/null") != 0) {
         GTEST_SKIP() << "graphviz is not installed";
     }
-    Outcome outcome = ReportGraph("x", Read(R"({app_name: 'say "\N"\', bin_path: /a, depends: ['<b>']})"));
+    Outcome outcome =
+        ReportGraph("x", Read(R"({app_name: 'say "\N"\', bin_path: /a, depends: ['<b>', '%n', 'a&lt;']})"));
     const std::string file = folder_.Path() + "/graph.svg";
     WriteGraphFiles("", file, outcome);
     EXPECT_EQ(outcome.problem, "");
     EXPECT_THAT(TextOf(file), HasSubstr(">say &quot;\\N&quot;\\</text>"));
     EXPECT_THAT(TextOf(file), HasSubstr(">&lt;b&gt;</text>"));
+    EXPECT_THAT(TextOf(file), HasSubstr(">%n</text>"));
+    EXPECT_THAT(TextOf(file), HasSubstr(">a&amp;lt;</text>"));
 }

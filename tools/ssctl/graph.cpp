@@ -5,6 +5,7 @@
 #include <set>
 #include <unordered_map>
 
+#include "platform/posix/common_posix/rows_in_order.h"
 #include "platform/posix/manifest/manifest_cycles.h"
 #include "platform/posix/manifest/manifest_files.h"
 #include "platform/posix/manifest/manifest_loader.h"
@@ -32,15 +33,7 @@ constexpr std::array<KindRow, 5> kKinds = {{
     {NodeKind::UNKNOWN, "unknown", "fillcolor=\"#ffffff\", color=red, fontcolor=red, style=\"rounded,filled,dashed\""},
 }};
 
-constexpr bool IsInOrder() {
-    for (size_t at = 0; at < kKinds.size(); ++at) {
-        if (kKinds[at].kind != static_cast<NodeKind>(at)) {
-            return false;
-        }
-    }
-    return true;
-}
-static_assert(IsInOrder(), "a kind is the index of its row");
+static_assert(ProcMgr::RowsAreInOrder(kKinds, &KindRow::kind), "a kind is the index of its row");
 
 const KindRow& RowOf(const GraphNode& node) {
     return kKinds[static_cast<size_t>(node.kind)];
@@ -75,6 +68,10 @@ GraphNode OtherNode(const std::string& name, const Kinds& kinds) {
     return node;
 }
 
+bool IsAsOfGraphviz(const std::string& name) {
+    return name.rfind('%', 0) == 0;
+}
+
 std::string Quoted(const std::string& text) {
     std::string quoted = "\"";
     for (const char character : text) {
@@ -84,8 +81,25 @@ std::string Quoted(const std::string& text) {
     return quoted + "\"";
 }
 
+/// Graphviz takes a name with '%' in front for one that it made up itself. No application has a '/' in its name.
+std::string Id(const std::string& name) {
+    return Quoted((IsAsOfGraphviz(name) ? "/" : "") + name);
+}
+
+/// Empty when the name will do, which is shown as it is but for what looks like an entity.
+std::string Label(const std::string& name) {
+    if (!IsAsOfGraphviz(name) && name.find('&') == std::string::npos) {
+        return "";
+    }
+    std::string label;
+    for (const char character : name) {
+        label += character == '&' ? "&amp;" : std::string(1, character);
+    }
+    return ", label=" + Quoted(label);
+}
+
 std::string WriteNode(const GraphNode& node) {
-    std::string text = "  " + Quoted(node.name) + " [" + RowOf(node).look;
+    std::string text = "  " + Id(node.name) + " [" + RowOf(node).look + Label(node.name);
     const auto* const state =
         std::find_if(kStates.begin(), kStates.end(), [&](const StateRow& row) { return node.state == row.name; });
     if (state != kStates.end()) {
@@ -104,7 +118,7 @@ std::string WriteEdge(const GraphNode& from, const GraphNode& to) {
     } else if (from.cycle != 0 && from.cycle == to.cycle) {
         look = " [color=red, penwidth=2]";
     }
-    return "  " + Quoted(from.name) + " -> " + Quoted(to.name) + look + ";\n";
+    return "  " + Id(from.name) + " -> " + Id(to.name) + look + ";\n";
 }
 
 bool HasStates(const Graph& graph) {

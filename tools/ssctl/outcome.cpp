@@ -4,14 +4,14 @@
 #include <cstddef>
 #include <utility>
 
+#include "platform/posix/common_posix/rows_in_order.h"
+#include "platform/posix/manifest_check/json_document.h"
+
 namespace Ssctl {
 
 namespace {
 
 using Json = nlohmann::ordered_json;
-
-/// Goes up when a document changes so that an old reader would misread it.
-constexpr int kSchemaVersion = 1;
 
 struct FaultRow {
     Fault fault;
@@ -31,15 +31,7 @@ constexpr std::array<FaultRow, 9> kFaults = {{
     {Fault::BAD_MANIFESTS, "bad_manifests", ExitCode::REFUSED},
 }};
 
-constexpr bool IsInOrder() {
-    for (size_t at = 0; at < kFaults.size(); ++at) {
-        if (kFaults[at].fault != static_cast<Fault>(at)) {
-            return false;
-        }
-    }
-    return true;
-}
-static_assert(IsInOrder(), "a fault is the index of its row");
+static_assert(ProcMgr::RowsAreInOrder(kFaults, &FaultRow::fault), "a fault is the index of its row");
 
 const FaultRow& RowOf(Fault fault) {
     return kFaults[static_cast<size_t>(fault)];
@@ -85,7 +77,7 @@ std::string RenderComplaint(const Outcome& outcome) {
 
 std::string RenderDocument(const Subject& subject, const Outcome& outcome) {
     const FaultRow& row = RowOf(outcome.fault);
-    Json document = {{"schema", kSchemaVersion}, {"command", subject.command}};
+    Json document = {{"schema", ProcMgr::kDocumentSchema}, {"command", subject.command}};
     document[subject.path.empty() ? "resource" : "path"] = subject.path.empty() ? subject.resource : subject.path;
     document["ok"] = outcome.fault == Fault::NONE;
     document["exit_code"] = static_cast<int>(row.exit);
@@ -93,8 +85,7 @@ std::string RenderDocument(const Subject& subject, const Outcome& outcome) {
     if (outcome.fault != Fault::NONE) {
         document["error"] = {{"kind", row.name}, {"message", outcome.problem}, {"advice", outcome.advice}};
     }
-    // A name need not be UTF-8; what is none shows as U+FFFD.
-    return document.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
+    return ProcMgr::InOneLine(document);
 }
 
 }  // namespace Ssctl

@@ -2,15 +2,14 @@
 
 #include <algorithm>
 #include <array>
-#include <nlohmann/json.hpp>
+
+#include "platform/posix/common_posix/rows_in_order.h"
+#include "platform/posix/manifest_check/json_document.h"
 
 namespace ProcMgr {
 namespace {
 
 using Json = nlohmann::ordered_json;
-
-/// Goes up when the document changes so that an old reader would misread it.
-constexpr int kSchemaVersion = 1;
 
 struct FaultRow {
     ManifestFault fault;
@@ -34,15 +33,7 @@ constexpr std::array<FaultRow, 13> kFaults = {{
     {ManifestFault::PROGRAM, "program", false},
 }};
 
-constexpr bool IsInOrder() {
-    for (size_t at = 0; at < kFaults.size(); ++at) {
-        if (kFaults[at].fault != static_cast<ManifestFault>(at)) {
-            return false;
-        }
-    }
-    return true;
-}
-static_assert(IsInOrder(), "a fault is the index of its row");
+static_assert(RowsAreInOrder(kFaults, &FaultRow::fault), "a fault is the index of its row");
 
 const FaultRow& RowOf(const ManifestError& error) {
     return kFaults[static_cast<size_t>(error.fault)];
@@ -97,7 +88,7 @@ CheckReport TellPeople(const CheckResult& result) {
 
 CheckReport TellScripts(const CheckRequest& request, const CheckResult& result) {
     const size_t errors = CountErrors(result);
-    Json document = {{"schema", kSchemaVersion},
+    Json document = {{"schema", kDocumentSchema},
                      {"command", "check"},
                      {"path", request.path},
                      {"ok", errors == 0},
@@ -114,8 +105,7 @@ CheckReport TellScripts(const CheckRequest& request, const CheckResult& result) 
                              {"message", Count(errors, "error") + " in the manifests"},
                              {"advice", "See 'findings'."}};
     }
-    // Texts of manifests need not be UTF-8; what is none shows as U+FFFD.
-    return {document.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n", ExitCode(result)};
+    return {InOneLine(document), ExitCode(result)};
 }
 
 CheckReport RunCheck(const CheckRequest& request, bool wantsDocument) {

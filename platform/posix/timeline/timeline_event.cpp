@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "platform/posix/common_posix/percent_text.h"
+#include "platform/posix/common_posix/rows_in_order.h"
 
 namespace ProcMgr::Timeline {
 namespace {
@@ -60,15 +61,7 @@ constexpr std::array<KindRow, kEventKinds> kKinds = {{
     {EventKind::LEFT, "left", {}},
 }};
 
-constexpr bool IsInOrder() {
-    for (size_t at = 0; at < kKinds.size(); ++at) {
-        if (kKinds[at].kind != static_cast<EventKind>(at)) {
-            return false;
-        }
-    }
-    return true;
-}
-static_assert(IsInOrder(), "a kind is the index of its row");
+static_assert(RowsAreInOrder(kKinds, &KindRow::kind), "a kind is the index of its row");
 
 std::string JoinNames(const std::vector<std::string>& names) {
     std::string joined;

@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <ctime>
 
+#include "platform/posix/common_posix/rows_in_order.h"
+
 namespace Ssctl {
 
 namespace {
@@ -21,15 +23,7 @@ constexpr std::array<StateRow, 5> kStates = {{{RowState::UP, "up", "up"},
                                               {RowState::STOPPED, "stopped", "stopped"},
                                               {RowState::NOT_ASKED, "not_asked", "not asked for"}}};
 
-constexpr bool IsInOrder() {
-    for (size_t at = 0; at < kStates.size(); ++at) {
-        if (kStates[at].state != static_cast<RowState>(at)) {
-            return false;
-        }
-    }
-    return true;
-}
-static_assert(IsInOrder(), "a state is the index of its row");
+static_assert(ProcMgr::RowsAreInOrder(kStates, &StateRow::state), "a state is the index of its row");
 
 const StateRow& RowOf(RowState state) {
     return kStates[static_cast<size_t>(state)];
