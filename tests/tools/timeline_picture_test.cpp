@@ -64,6 +64,8 @@ const Lines kTiny = {"0 came owner=g%26lt; pid=1 uid=0",
 /// Without what is the same in every picture.
 constexpr const char* kTinySvg =
     R"svg(<svg xmlns="http://www.w3.org/2000/svg" width="1280" height="202" viewBox="0 0 1280 202">
+<clipPath id="names"><rect class="" x="90" y="0" width="30.4" height="202"/>
+</clipPath>
 <rect width="100%" height="100%" fill="#ffffff"/>
 <text class="title" x="20" y="32">Boot of g&amp;lt;: 2 of 2 applications came up within 8.0 ms, in 2 waves</text>
 <text class="subtitle" x="20" y="53">2026-03-04 05:06:07.890 UTC  ·  critical chain: a → b&lt;</text>
@@ -119,7 +121,7 @@ asked for at 1.0 ms
 process forked at 2.0 ms
 program runs at 3.0 ms
 ready at 6.0 ms</title>
-<text class="label" x="90" y="132.32" font-size="12">a</text>
+<text class="label" x="90" y="132.32" font-size="12" clip-path="url(#names)">a</text>
 <rect class="wait" x="124.4" y="126" width="131.95" height="4"/>
 <rect class="launch" x="256.35" y="122" width="263.9" height="12"/>
 <rect class="ready" x="520.25" y="122" width="395.85" height="12"/>
@@ -133,7 +135,7 @@ asked for at 6.5 ms
 process forked at 7.0 ms
 program runs at 8.0 ms
 up at 8.0 ms</title>
-<text class="label" x="90" y="152.32" font-size="12">b&lt;</text>
+<text class="label" x="90" y="152.32" font-size="12" clip-path="url(#names)">b&lt;</text>
 <rect class="wait" x="124.4" y="146" width="857.67" height="4"/>
 <rect class="launch" x="982.07" y="142" width="197.93" height="12"/>
 <text class="note" x="1185" y="152.32" font-size="11">1.5 ms</text>

@@ -31,6 +31,8 @@ text{font-family:"DejaVu Sans",Verdana,Arial,sans-serif;fill:#1f2933}
 <defs><marker id="head" viewBox="0 0 8 8" refX="6" refY="4" markerWidth="6" markerHeight="6" orient="auto"><path d="M0 0L8 4L0 8z" fill="#c2500a"/></marker></defs>
 )";
 
+constexpr double kLabelGap = 4;
+
 /// Two digits behind the point are finer than anybody sees; none are written that say nothing.
 std::string Number(double value) {
     std::array<char, 32> text{};
@@ -80,6 +82,14 @@ std::string Line(const std::string& css, double x, double y, double toX, double 
 
 std::string Tip(const std::string& text) {
     return "<title>" + Escape(text) + "</title>\n";
+}
+
+/// How wide letters are is known only to whoever shows them: what is left of a name that is too wide stays in its
+/// column.
+std::string ClipOfLabels(const Picture& picture) {
+    return "<clipPath id=\"names\">" +
+           Rectangle("", picture.labelX, 0, picture.plotX - kLabelGap - picture.labelX, picture.height) +
+           "</clipPath>\n";
 }
 
 std::string Font(double size) {
@@ -161,7 +171,7 @@ std::string DrawRow(const PictureRow& row, const Picture& picture) {
     const std::string css = row.state == RowState::UP ? (row.isCritical ? "critical" : "") : "bad";
     const double baseline = row.top + picture.barHeight / 2 + picture.fontSize * 0.36;
     std::string svg = "<g class=\"" + css + "\">\n" + Tip(row.tip);
-    svg += Text("label", picture.labelX, baseline, row.label, Font(picture.fontSize));
+    svg += Text("label", picture.labelX, baseline, row.label, Font(picture.fontSize) + " clip-path=\"url(#names)\"");
     svg += DrawBars(row, picture);
     const std::string anchor = row.isNoteLeft ? " text-anchor=\"end\"" : "";
     svg += Text("note", row.noteX, baseline, row.note, Font(picture.fontSize - 1) + anchor);
@@ -181,7 +191,7 @@ std::string DrawArrow(const std::vector<Point>& points) {
 std::string DrawSvg(const Picture& picture) {
     const std::string size = Number(picture.width) + " " + Number(picture.height);
     std::string svg = "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" + Number(picture.width) + "\" height=\"" +
-                      Number(picture.height) + "\" viewBox=\"0 0 " + size + "\">\n" + kStyle;
+                      Number(picture.height) + "\" viewBox=\"0 0 " + size + "\">\n" + kStyle + ClipOfLabels(picture);
     svg += "<rect width=\"100%\" height=\"100%\" fill=\"#ffffff\"/>\n";
     svg += Text("title", picture.bandX, 32, picture.title) + Text("subtitle", picture.bandX, 53, picture.subtitle);
     svg += DrawLegend(picture) + DrawBands(picture) + DrawAxis(picture);
