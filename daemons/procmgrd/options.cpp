@@ -37,7 +37,8 @@ void DescribeCheck(CLI::App& app, CheckWords& words, Options& options) {
     CLI::Option* const check =
         app.add_option("--check", words.path,
                        "Be no daemon: check the manifests under this path, a file or a folder, and print all that is "
-                       "wrong with them. Exit code 0 without errors, 1 with errors");
+                       "wrong with them. Exit code 0 without errors, 1 with errors")
+            ->check([](const std::string& path) { return std::string(path.empty() ? "the path is empty" : ""); });
     app.add_option("--root", words.root,
                    "With --check: look whether the programs are there, in this folder as in the root of the target")
         ->check(CLI::ExistingDirectory)
@@ -61,7 +62,8 @@ std::optional<Options> ReadOptions(int argc, char** argv, int& exitCode) {
     std::string onOwnerExit = "keep";
     CLI::App app{
         "The process manager: starts, restarts and ends the applications of group owners and tells them what "
-        "became of each."};
+        "became of each.",
+        "procmgrd"};
     try {
         Describe(app, options);
         app.add_option("--on-owner-exit", onOwnerExit,

@@ -111,6 +111,7 @@ TEST_F(ManifestCheck, AsksWhetherANearNameWasMeant) {
   - camra@front
   - lidar@1
   - xy
+  - nav2
 )"),
                 ElementsAre("a.yaml:7:5: key 'depends': 'nav' cannot start: its dependency 'ladar'" + rest +
                                 "; did you mean 'lidar'?",
@@ -119,6 +120,8 @@ TEST_F(ManifestCheck, AsksWhetherANearNameWasMeant) {
                             "a.yaml:9:5: key 'depends': 'nav' cannot start: its dependency 'lidar@1'" + rest +
                                 "; did you mean 'lidar'?",
                             "a.yaml:10:5: key 'depends': 'nav' cannot start: its dependency 'xy'" + rest +
+                                "; correct the name or add the manifest",
+                            "a.yaml:11:5: key 'depends': 'nav' cannot start: its dependency 'nav2'" + rest +
                                 "; correct the name or add the manifest"));
 }
 

@@ -93,7 +93,7 @@ TEST_P(CheckPrograms, PrintTheDocumentOfTheSchema) {
 }
 
 TEST_P(CheckPrograms, RefuseAWrongCommandLine) {
-    for (const char* const words : {"", "a --root /none", "a --colour", "a b"}) {
+    for (const char* const words : {"", "''", "a --root /none", "a --colour", "a b"}) {
         const Outcome run = Check(words);
         EXPECT_EQ(run.output, "") << words;
         EXPECT_EQ(run.exitCode, 2) << words;

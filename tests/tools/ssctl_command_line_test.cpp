@@ -140,6 +140,8 @@ TEST_F(SsctlCommandLine, RefusesMistakesWithExitCode2) {
                                                             {"list", "state"},
                                                             {"check"},
                                                             {"check", "a", "b"},
+                                                            {"check", ""},
+                                                            {"graph", ""},
                                                             {"check", "a", "--root", "/none"},
                                                             {"state", "--root", "/"},
                                                             {"change", "--start", "a\\"}};

@@ -27,10 +27,11 @@ constexpr const char* kFooter = R"(values:
   is: --args 'cam=--size,640\,480'. No text may hold a '#'.
 
 environment:
-  PROCMGR_RESOURCE  resource name when --resource is not given
-  PROCMGR_EVENTS    event queue when --queue is not given
-  PROCMGR_RUN_DIR   run directory when --run-dir is not given
-  NO_COLOR          set to anything: no colour
+  PROCMGR_RESOURCE      resource name when --resource is not given
+  PROCMGR_EVENTS        event queue when --queue is not given
+  PROCMGR_RUN_DIR       run directory when --run-dir is not given
+  PROCMGR_REPLACE_DATA  replacement data of check and graph; by default replace.yaml beside the manifests
+  NO_COLOR              set to anything: no colour
 
 exit codes:
   0  done
@@ -187,10 +188,15 @@ void AddTimeline(Parser& parser) {
     timeline->add_option("--trace", line.traceFile, "Write the JSON that trace viewers open, too")->type_name("FILE");
 }
 
+/// An empty one is a variable of a script that was not set.
+std::string IsPath(const std::string& path) {
+    return path.empty() ? "the path is empty" : "";
+}
+
 void AddManifests(Parser& parser) {
     CLI::App* check = parser.app.add_subcommand(
         "check", "Checks manifests, a file or a folder, and prints all that is wrong with them; asks no group owner");
-    check->add_option("PATH", parser.line.path, "A file or a folder")->required();
+    check->add_option("PATH", parser.line.path, "A file or a folder")->required()->check(IsPath);
     check
         ->add_option("--root", parser.line.root,
                      "Look whether the programs are there, in this folder as in the root of the target")
@@ -198,7 +204,7 @@ void AddManifests(Parser& parser) {
         ->type_name("DIR");
     CLI::App* graph = parser.app.add_subcommand(
         "graph", "Draws the dependencies of manifests, a file or a folder, in the language of Graphviz");
-    graph->add_option("PATH", parser.line.path, "A file or a folder")->required();
+    graph->add_option("PATH", parser.line.path, "A file or a folder")->required()->check(IsPath);
     graph->add_option("-o,--output", parser.line.dotFile, "Write the text to this file instead of the standard output")
         ->type_name("FILE");
     graph->add_option("--svg", parser.line.svgFile, "Have Graphviz write a picture to this file")->type_name("FILE");

@@ -21,20 +21,21 @@ std::string PlainName(const std::string& name) {
     return name.substr(0, name.find('@'));
 }
 
-/// Empty when none is near.
-std::string NearName(const std::string& name, const std::vector<std::string>& names) {
+/// Empty when none is near. The application's own name is never meant: none depends on itself.
+std::string NearName(const std::string& name, const std::string& own, const std::vector<std::string>& names) {
     const size_t most = MaxDistance(name);
     std::vector<std::string> candidates;
     std::copy_if(names.begin(), names.end(), std::back_inserter(candidates), [&](const std::string& candidate) {
-        return candidate.size() <= name.size() + most && name.size() <= candidate.size() + most;
+        return candidate != own && candidate.size() <= name.size() + most && name.size() <= candidate.size() + most;
     });
     const std::string nearest = NearestOf(name, candidates);
     return !nearest.empty() && EditDistance(name, nearest) <= most ? nearest : "";
 }
 
-std::string AdviceFor(const std::string& dependency, const std::vector<std::string>& names) {
+std::string AdviceFor(const ManifestError& error, const std::vector<std::string>& names) {
+    const std::string& dependency = error.related.front();
     const std::string plain = PlainName(dependency);
-    const std::string near = NearName(plain, names);
+    const std::string near = NearName(plain, error.application, names);
     if (near.empty()) {
         return "; correct the name or add the manifest";
     }
@@ -54,7 +55,7 @@ void SuggestNames(const std::vector<ManifestEntry>& entries, std::vector<Manifes
     size_t suggested = 0;
     for (ManifestError& error : found) {
         if (error.fault == ManifestFault::UNKNOWN_DEPENDENCY && ++suggested <= kMaxSuggestions) {
-            error.text += AdviceFor(error.related.front(), names);
+            error.text += AdviceFor(error, names);
         }
     }
 }
