@@ -229,6 +229,15 @@ TEST(TimelinePicture, CutsLongNamesAndKeepsThemInTheTip) {
     EXPECT_LT(picture.plotX, picture.width / 2);
 }
 
+TEST(TimelinePicture, SaysItBeforeTheBarWhenThereIsRoomOnlyThere) {
+    const Picture picture =
+        PictureOf({"0 came owner=g pid=1 uid=0", "0 manifest app=mute boot=1 reports=1 depends=",
+                   "60 asked app=mute request=1 restart=0", "61 running app=mute pid=4", "100 services state=2"});
+    EXPECT_EQ(RowOf(picture, "mute").note, "not up, 40.0 ms");
+    EXPECT_TRUE(RowOf(picture, "mute").isNoteLeft);
+    EXPECT_EQ(RowOf(picture, "mute").noteX, RowOf(picture, "mute").launch.x - 5);
+}
+
 TEST(TimelinePicture, SaysOfEachWhatBecameOfIt) {
     const Picture picture = PictureOf(
         {"0 came owner=g pid=1 uid=0", "0 manifest app=ghost boot=1 reports=0 depends=",
@@ -238,7 +247,8 @@ TEST(TimelinePicture, SaysOfEachWhatBecameOfIt) {
     EXPECT_EQ(RowOf(picture, "ghost").note, "failed: reason 2, 4.0 ms");
     EXPECT_THAT(RowOf(picture, "ghost").ends, ElementsAre(testing::Gt(picture.plotX)));
     EXPECT_EQ(RowOf(picture, "mute").note, "not up, 99.0 ms");
-    EXPECT_TRUE(RowOf(picture, "mute").isNoteLeft) << "there is no room behind it";
+    EXPECT_FALSE(RowOf(picture, "mute").isNoteLeft) << "there is room neither behind nor before it";
+    EXPECT_EQ(RowOf(picture, "mute").noteX, RowOf(picture, "mute").launch.x + 5);
     EXPECT_NEAR(RowOf(picture, "mute").ready.x + RowOf(picture, "mute").ready.width, picture.plotEnd, 0.001);
     EXPECT_EQ(RowOf(picture, "user").note, "not asked for: waits for ghost");
     EXPECT_EQ(RowOf(picture, "user").launch.width, 0);

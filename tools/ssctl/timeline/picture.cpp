@@ -164,8 +164,9 @@ private:
         shown.noteX = last.x + last.width + 5;
         const double width = static_cast<double>(Characters(shown.note)) * kCharacter * density_.fontSize;
         if (shown.noteX + width > picture_.width) {
-            shown.isNoteLeft = true;
-            shown.noteX = shown.launch.x - 5;
+            // Before the bar, or, where it would cover the name, on it.
+            shown.isNoteLeft = shown.launch.x - 5 - width > picture_.plotX;
+            shown.noteX = shown.launch.x + (shown.isNoteLeft ? -5 : 5);
         }
     }
 
