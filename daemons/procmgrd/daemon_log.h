@@ -1,28 +1,19 @@
-/// The daemon's own log lines: one for each event, through the platform log.
+/// The daemon's own log lines: one for each event.
 #ifndef PROCMGR_PROCMGRD_DAEMON_LOG_H
 #define PROCMGR_PROCMGRD_DAEMON_LOG_H
 
-#include <cstdint>
-
-#include "platform/include/platform_log.h"
+#include "platform/posix/common_posix/module_log.h"
 
 namespace Procmgrd {
 
-inline constexpr uint32_t kDaemonLogModule = 30;
-
-inline constexpr int32_t kLogDebug = 0;
-inline constexpr int32_t kLogInfo = 1;
-inline constexpr int32_t kLogWarn = 2;
-inline constexpr int32_t kLogError = 3;
-inline constexpr int32_t kLogEvent = 16;
+using ProcMgr::kLogDebug;
+using ProcMgr::kLogError;
+using ProcMgr::kLogEvent;
+using ProcMgr::kLogInfo;
+using ProcMgr::kLogWarn;
 
 }  // namespace Procmgrd
 
-#define PROCMGRD_LOG(level, ...)                                          \
-    do {                                                                  \
-        if (CheckLogLevel(::Procmgrd::kDaemonLogModule, level) == 1) {    \
-            KmonRecord(::Procmgrd::kDaemonLogModule, level, __VA_ARGS__); \
-        }                                                                 \
-    } while (false)
+#define PROCMGRD_LOG(level, ...) MODULE_LOG(::ProcMgr::LogModule::PROCMGRD, level, __VA_ARGS__)
 
 #endif

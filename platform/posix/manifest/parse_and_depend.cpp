@@ -4,7 +4,7 @@
 #include <mutex>
 #include <utility>
 
-#include "platform/include/platform_log.h"
+#include "platform/posix/common_posix/module_log.h"
 #include "platform/posix/manifest/manifest_loader.h"
 #include "platform/posix/manifest/replacement_data.h"
 #include "platform/posix/manifest/wave_graphs.h"
@@ -15,14 +15,11 @@ using ProcMgr::DependsMap;
 using ProcMgr::ManifestError;
 using Templates = std::set<std::string>;
 
-constexpr uint32_t kLogModuleId = 29;
-constexpr int32_t kLogWarn = 2;
-constexpr int32_t kLogError = 3;
+using ProcMgr::kLogError;
+using ProcMgr::kLogWarn;
 
 void Log(int32_t level, const ManifestError& error) {
-    if (CheckLogLevel(kLogModuleId, level) == 1) {
-        KmonRecord(kLogModuleId, level, "%s", ProcMgr::FormatError(error).c_str());
-    }
+    MODULE_LOG(ProcMgr::LogModule::MANIFEST, level, "%s", ProcMgr::FormatError(error).c_str());
 }
 
 void LogAll(int32_t level, const std::vector<ManifestError>& errors) {

@@ -52,7 +52,7 @@ bool IsTrustedServer(int fd) {
     if (server.uid == 0 || server.uid == ::geteuid() || IsConfiguredServer(server.uid)) {
         return true;
     }
-    TUNOR_LOG(kTunorError, "TunorOpen : the peer runs as uid %u, which is not trusted", server.uid);
+    TUNOR_LOG(kLogError, "TunorOpen : the peer runs as uid %u, which is not trusted", server.uid);
     return false;
 }
 
@@ -92,7 +92,7 @@ Attempt SayHello(int fd, const std::string& ownName, Clock::time_point deadline)
     }
     int refusal = 0;
     if (received != ReceiveResult::FRAME || !DecodeHelloAnswer(buffer.frame, refusal)) {
-        TUNOR_LOG(kTunorError, "TunorOpen : the peer's answer to the hello is malformed");
+        TUNOR_LOG(kLogError, "TunorOpen : the peer's answer to the hello is malformed");
         return {-EPROTO, false};
     }
     return {-refusal, false};

@@ -195,7 +195,7 @@ const char* TunorConnection::ReadUntilEnd() {
             return buffer.problem;
         }
         if (received == ReceiveResult::DROPPED) {
-            TUNOR_LOG(kTunorWarn, "TunorConnection : dropped a frame of %s that carried descriptors (fd=%d)",
+            TUNOR_LOG(kLogWarn, "TunorConnection : dropped a frame of %s that carried descriptors (fd=%d)",
                       peerName_.c_str(), Fd());
         }
         if (received != ReceiveResult::FRAME) {
@@ -221,7 +221,7 @@ const char* TunorConnection::TakeFrame(const FrameView& frame) {
     }
     if (!unknownKindLogged_) {
         unknownKindLogged_ = true;
-        TUNOR_LOG(kTunorWarn,
+        TUNOR_LOG(kLogWarn,
                   "TunorConnection : dropped a frame of %s of the unknown kind %u; further ones silently (fd=%d)",
                   peerName_.c_str(), static_cast<uint32_t>(frame.head.kind), Fd());
     }
@@ -231,8 +231,7 @@ const char* TunorConnection::TakeFrame(const FrameView& frame) {
 void TunorConnection::TakeBeat(const FrameView& frame) {
     AppBeat beat;
     if (!DecodeAppBeat(frame.payload, frame.head.size, beat)) {
-        TUNOR_LOG(kTunorError, "TunorConnection : dropped a malformed heartbeat of %s (fd=%d)", peerName_.c_str(),
-                  Fd());
+        TUNOR_LOG(kLogError, "TunorConnection : dropped a malformed heartbeat of %s (fd=%d)", peerName_.c_str(), Fd());
         return;
     }
     TakeAppBeat(beat);
@@ -259,7 +258,7 @@ bool TunorConnection::Enqueue(const FrameView& frame) {
 // The end of sending comes before the loss is told: who has heard of it must not succeed in sending any more.
 void TunorConnection::EndReading(const char* reason) {
     if (!IsClosing()) {
-        TUNOR_LOG(kTunorError, "TunorConnection : lost the pipe to %s: %s (fd=%d)", peerName_.c_str(), reason, Fd());
+        TUNOR_LOG(kLogError, "TunorConnection : lost the pipe to %s: %s (fd=%d)", peerName_.c_str(), reason, Fd());
         ::shutdown(fd_.Get(), SHUT_RDWR);
     }
     FailCalls(-EPIPE);
@@ -280,7 +279,7 @@ void TunorConnection::DispatchLoop() {
         try {
             Deliver(*delivery);
         } catch (...) {
-            TUNOR_LOG(kTunorError, "TunorConnection : a handler threw; the request of %s is dropped (fd=%d)",
+            TUNOR_LOG(kLogError, "TunorConnection : a handler threw; the request of %s is dropped (fd=%d)",
                       peerName_.c_str(), Fd());
         }
     }
@@ -306,7 +305,7 @@ void TunorConnection::Deliver(Delivery& delivery) {
     }
     AppReport report;
     if (!DecodeAppReport(delivery.payload.data(), delivery.payload.size(), report)) {
-        TUNOR_LOG(kTunorError, "TunorConnection : dropped a malformed application report of %s (fd=%d)",
+        TUNOR_LOG(kLogError, "TunorConnection : dropped a malformed application report of %s (fd=%d)",
                   peerName_.c_str(), Fd());
         return;
     }
@@ -333,7 +332,7 @@ void TunorConnection::TellLost() {
             handler(Fd());
         }
     } catch (...) {
-        TUNOR_LOG(kTunorError, "TunorConnection : the handler of the lost pipe threw (fd=%d)", Fd());
+        TUNOR_LOG(kLogError, "TunorConnection : the handler of the lost pipe threw (fd=%d)", Fd());
     }
 }
 

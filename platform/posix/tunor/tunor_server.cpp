@@ -123,7 +123,7 @@ bool TunorServer::Impl::ReadOne(TunorConnectionId id) {
         case ReceiveResult::EMPTY:
             return false;
         case ReceiveResult::DROPPED:
-            TUNOR_LOG(kTunorWarn, "TunorServer : dropped a frame of %s (process %d) that carried descriptors",
+            TUNOR_LOG(kLogWarn, "TunorServer : dropped a frame of %s (process %d) that carried descriptors",
                       connection->peer.name.c_str(), connection->peer.pid);
             return true;
         case ReceiveResult::END:
@@ -170,7 +170,7 @@ void TunorServer::Impl::TakeMessage(TunorConnectionId id, ServerConnection& conn
         }
     } else if (!connection.unknownKindLogged) {
         connection.unknownKindLogged = true;
-        TUNOR_LOG(kTunorWarn, "TunorServer : dropped a frame of %s of the unknown kind %u; further ones silently",
+        TUNOR_LOG(kLogWarn, "TunorServer : dropped a frame of %s of the unknown kind %u; further ones silently",
                   connection.peer.name.c_str(), static_cast<uint32_t>(frame.head.kind));
     }
 }
@@ -181,12 +181,12 @@ void TunorServer::Impl::End(TunorConnectionId id, const char* reason) {
     connections_.erase(found);
     greeting_.erase(id);
     if (!connection->isOpen) {
-        TUNOR_LOG(kTunorInfo, "TunorServer : closed the connection of process %d before its hello: %s",
+        TUNOR_LOG(kLogInfo, "TunorServer : closed the connection of process %d before its hello: %s",
                   connection->peer.pid, reason);
         return;
     }
     names_.erase(connection->peer.name);
-    TUNOR_LOG(kTunorWarn, "TunorServer : the connection of owner %s (process %d) ended: %s",
+    TUNOR_LOG(kLogWarn, "TunorServer : the connection of owner %s (process %d) ended: %s",
               connection->peer.name.c_str(), connection->peer.pid, reason);
     if (callbacks_.closed) {
         callbacks_.closed(id, connection->peer, reason);

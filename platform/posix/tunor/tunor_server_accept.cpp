@@ -41,7 +41,7 @@ void TunorServer::Impl::AcceptAll() {
 }
 
 void TunorServer::Impl::ShedConnection() {
-    TUNOR_LOG(kTunorError, "TunorServer : no descriptor is left for a further connection; it is closed");
+    TUNOR_LOG(kLogError, "TunorServer : no descriptor is left for a further connection; it is closed");
     reserve_.Reset();
     UniqueFd(::accept4(listener_.Fd(), nullptr, nullptr, SOCK_CLOEXEC)).Reset();
     reserve_ = OpenReserve();
@@ -63,8 +63,8 @@ bool TunorServer::Impl::HasPlaceFor(uid_t uid) const {
 void TunorServer::Impl::LogRefusedUser(const ucred& user) {
     // Once for each user: a stranger must not be able to fill the log.
     if (refusedUids_.size() < kRefusedUidsRemembered && refusedUids_.insert(user.uid).second) {
-        TUNOR_LOG(kTunorWarn, "TunorServer : refused process %d: uid %u may not connect; further ones silently",
-                  user.pid, user.uid);
+        TUNOR_LOG(kLogWarn, "TunorServer : refused process %d: uid %u may not connect; further ones silently", user.pid,
+                  user.uid);
     }
 }
 
@@ -79,7 +79,7 @@ void TunorServer::Impl::Accept(UniqueFd fd) {
         return;
     }
     if (!HasPlaceFor(user.uid)) {
-        TUNOR_LOG(kTunorWarn,
+        TUNOR_LOG(kLogWarn,
                   "TunorServer : refused process %d of uid %u: %zu connections are the limit, %zu for one user",
                   user.pid, user.uid, limits_.connections, limits_.connectionsOfUser);
         SendPacket(fd.Get(), EncodeHelloAnswer(EAGAIN), MSG_DONTWAIT);
@@ -87,12 +87,12 @@ void TunorServer::Impl::Accept(UniqueFd fd) {
     }
     const TunorConnectionId id = ++lastId_;
     if (!Watch(fd.Get(), id, EPOLLIN, EPOLL_CTL_ADD)) {
-        TUNOR_LOG(kTunorError, "TunorServer : the socket of process %d cannot be watched", user.pid);
+        TUNOR_LOG(kLogError, "TunorServer : the socket of process %d cannot be watched", user.pid);
         return;
     }
     TunorPeer peer{{}, user.pid, user.uid, user.gid, {}};
     if (!ReadPeerGroups(fd.Get(), peer.groups)) {
-        TUNOR_LOG(kTunorWarn, "TunorServer : the groups of process %d are unknown; it counts as having none", user.pid);
+        TUNOR_LOG(kLogWarn, "TunorServer : the groups of process %d are unknown; it counts as having none", user.pid);
     }
     auto connection = std::make_unique<ServerConnection>(std::move(fd), std::move(peer));
     connection->helloDeadline = Clock::now() + std::chrono::milliseconds(limits_.helloTimeoutMs);
@@ -136,7 +136,7 @@ const char* TunorServer::Impl::TakeHello(TunorConnectionId id, const FrameView& 
     const int refusal = FindRefusal(peer);
     ServerConnection& connection = *connections_.at(id);
     if (refusal != 0) {
-        TUNOR_LOG(kTunorWarn, "TunorServer : refused owner %s (process %d, uid %u): errno=%d", peer.name.c_str(),
+        TUNOR_LOG(kLogWarn, "TunorServer : refused owner %s (process %d, uid %u): errno=%d", peer.name.c_str(),
                   peer.pid, peer.uid, refusal);
         SendPacket(connection.Fd(), EncodeHelloAnswer(refusal), MSG_DONTWAIT);
         return "it was refused";
@@ -146,8 +146,7 @@ const char* TunorServer::Impl::TakeHello(TunorConnectionId id, const FrameView& 
     connection.isOpen = true;
     greeting_.erase(id);
     names_[peer.name] = id;
-    TUNOR_LOG(kTunorInfo, "TunorServer : owner %s connected (process %d, uid %u)", peer.name.c_str(), peer.pid,
-              peer.uid);
+    TUNOR_LOG(kLogInfo, "TunorServer : owner %s connected (process %d, uid %u)", peer.name.c_str(), peer.pid, peer.uid);
     if (callbacks_.opened) {
         callbacks_.opened(id, peer);
     }

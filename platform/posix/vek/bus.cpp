@@ -16,7 +16,7 @@ Bus& Bus::Get() {
 
 int Bus::Register(const std::string& name, const ServiceEntry& entry) {
     if (!IsSocketName(name, VEK_NAME_MAX)) {
-        VEK_LOG(kVekError, "Bus : the name of a service is empty, over %d bytes or holds a '/' or a control character",
+        VEK_LOG(kLogError, "Bus : the name of a service is empty, over %d bytes or holds a '/' or a control character",
                 VEK_NAME_MAX);
         return EINVAL;
     }
@@ -28,10 +28,10 @@ int Bus::Register(const std::string& name, const ServiceEntry& entry) {
     std::string error;
     const int result = Start(name, entry, error);
     if (result != 0) {
-        VEK_LOG(kVekError, "Bus : the service %s cannot be offered: %s", name.c_str(), error.c_str());
+        VEK_LOG(kLogError, "Bus : the service %s cannot be offered: %s", name.c_str(), error.c_str());
         return result;
     }
-    VEK_LOG(kVekInfo, "Bus : the service %s is offered", name.c_str());
+    VEK_LOG(kLogInfo, "Bus : the service %s is offered", name.c_str());
     return 0;
 }
 

@@ -35,7 +35,7 @@ void BusService::Loop() {
         try {
             Turn();
         } catch (const std::exception& failure) {
-            VEK_LOG(kVekError, "BusService : a turn of %s failed: %s", name_.c_str(), failure.what());
+            VEK_LOG(kLogError, "BusService : a turn of %s failed: %s", name_.c_str(), failure.what());
         }
     }
 }
@@ -234,9 +234,9 @@ void BusService::LogRefusedCommand(const BusFile& file, uint32_t cmd) {
         return;
     }
     if (suppressed > 0) {
-        VEK_LOG(kVekWarn, "BusService : %u more lines about clients of %s were left out", suppressed, name_.c_str());
+        VEK_LOG(kLogWarn, "BusService : %u more lines about clients of %s were left out", suppressed, name_.c_str());
     }
-    VEK_LOG(kVekWarn, "BusService : refused uid %u (process %d) the command %u of %s: no rule allows it", file.peer.uid,
+    VEK_LOG(kLogWarn, "BusService : refused uid %u (process %d) the command %u of %s: no rule allows it", file.peer.uid,
             file.peer.pid, cmd, name_.c_str());
 }
 
@@ -329,7 +329,7 @@ void BusService::End(BusFile& file, const char* reason) {
     }
     uint32_t suppressed = 0;
     if (reason != nullptr && logBudget_.Take(BusClock::now(), suppressed)) {
-        VEK_LOG(kVekWarn, "BusService : ended the file of uid %u (process %d) on %s: %s", file.peer.uid, file.peer.pid,
+        VEK_LOG(kLogWarn, "BusService : ended the file of uid %u (process %d) on %s: %s", file.peer.uid, file.peer.pid,
                 name_.c_str(), reason);
     }
     static_cast<void>(Watch(file.socket->Get(), file.id, 0, EPOLL_CTL_DEL));

@@ -77,7 +77,7 @@ void BusService::LoadRules() {
     if (path == nullptr || path[0] == '\0' || rules_.Load(path, error)) {
         return;
     }
-    VEK_LOG(kVekError, "BusService : the rules are not used, only root and uid %u may use %s: %s", ::geteuid(),
+    VEK_LOG(kLogError, "BusService : the rules are not used, only root and uid %u may use %s: %s", ::geteuid(),
             name_.c_str(), error.c_str());
 }
 
@@ -148,14 +148,14 @@ void BusService::LogRefusedConnection(const ucred& peer, int error) {
         return;
     }
     if (suppressed > 0) {
-        VEK_LOG(kVekWarn, "BusService : %u more lines about clients of %s were left out", suppressed, name_.c_str());
+        VEK_LOG(kLogWarn, "BusService : %u more lines about clients of %s were left out", suppressed, name_.c_str());
     }
     if (error == EACCES) {
-        VEK_LOG(kVekWarn, "BusService : refused uid %u (process %d) to open %s: no rule allows it", peer.uid, peer.pid,
+        VEK_LOG(kLogWarn, "BusService : refused uid %u (process %d) to open %s: no rule allows it", peer.uid, peer.pid,
                 name_.c_str());
         return;
     }
-    VEK_LOG(kVekWarn, "BusService : refused uid %u (process %d) to open %s: too many files are open", peer.uid,
+    VEK_LOG(kLogWarn, "BusService : refused uid %u (process %d) to open %s: too many files are open", peer.uid,
             peer.pid, name_.c_str());
 }
 
