@@ -18,7 +18,7 @@
 #include <fstream>
 #include <iterator>
 
-#include "platform/include/platform_log.h"
+#include "platform/posix/common_posix/module_log.h"
 
 namespace TunorTest {
 
@@ -326,7 +326,8 @@ void EnableSyslogState(void) {
 }
 
 int CheckLogLevel(uint32_t moduleId, int32_t level) {
-    return (moduleId == 28 || moduleId == 29) && level >= 0 ? 1 : 0;
+    const auto module = static_cast<ProcMgr::LogModule>(moduleId);
+    return (module == ProcMgr::LogModule::PIPE || module == ProcMgr::LogModule::BUS) && level >= 0 ? 1 : 0;
 }
 
 void KmonRecord(uint32_t, int32_t level, const char* format, ...) {
