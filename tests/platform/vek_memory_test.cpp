@@ -27,8 +27,8 @@ namespace {
 
 constexpr int kWarmUpRounds = 100;
 constexpr int kRounds = 2000;
-// 52 bytes for each of the 80,000 connections. On a busy machine more of them are served at once than while it warmed up,
-// which takes up to 2 MiB once and for all.
+// 52 bytes for each of the 80,000 connections. On a busy machine more of them are served at once than while it warmed
+// up, which takes up to 2 MiB once and for all.
 constexpr size_t kGrowthMax = size_t{4} << 20;
 
 size_t ResidentBytes() {
