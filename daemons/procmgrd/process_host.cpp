@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <fstream>
 #include <utility>
 
 #include "daemons/procmgrd/daemon_log.h"
@@ -30,12 +29,7 @@ constexpr std::chrono::milliseconds kLeftoverPatience{2000};
 const AppKey kAllApps;
 
 std::vector<pid_t> OwnChildren() {
-    std::ifstream numbers("/proc/thread-self/children");
-    std::vector<pid_t> children;
-    for (pid_t child = 0; numbers >> child;) {
-        children.push_back(child);
-    }
-    return children;
+    return ProcMgr::ChildrenOf(getpid()).value_or(std::vector<pid_t>());
 }
 
 /// In the midst of its end, or ended and not reaped yet.

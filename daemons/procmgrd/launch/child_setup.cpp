@@ -191,6 +191,13 @@ void Apply(const ChildPlan& plan, const Step (&steps)[count]) {
     }
 }
 
+void SayHello(const ChildPlan& plan) {
+    const ChildHello hello{plan.hello.serial, ::getpid()};
+    if (::write(plan.helloFd, &hello, sizeof hello) != static_cast<ssize_t>(sizeof hello)) {
+        ::_exit(kExitWithoutExec);
+    }
+}
+
 /// Nothing of the application happens before the daemon has written down that this process exists.
 void AwaitGo(const ChildPlan& plan) {
     ::close(plan.goWriteFd);
@@ -223,6 +230,7 @@ int HighestFdWithoutCloseRange() {
 
 void RunChild(const ChildPlan& plan) {
     ResetSignals();
+    SayHello(plan);
     AwaitGo(plan);
     Apply(plan, kFirst);
     if (plan.claimsAsRoot) {

@@ -1,5 +1,5 @@
-/// The way of a child from fork to exec. Everything in the plan was made before fork; nothing here allocates, locks or
-/// throws.
+/// The way of a child from its beginning to exec. Everything in the plan was made before; nothing here allocates, locks
+/// or throws, and nothing but the plan's own digits is written, since the memory is the daemon's.
 #ifndef PROCMGR_DAEMONS_PROCMGRD_LAUNCH_CHILD_SETUP_H
 #define PROCMGR_DAEMONS_PROCMGRD_LAUNCH_CHILD_SETUP_H
 
@@ -20,11 +20,19 @@ inline constexpr size_t kLaunchStageCount = static_cast<size_t>(LaunchStage::EXE
 /// Digits of the largest number of a process.
 inline constexpr size_t kPidDigits = 10;
 
+/// The first word of a child, or of who tried to make it.
+struct ChildHello {
+    uint32_t serial = 0;  ///< of the child
+    pid_t pid = 0;        ///< or minus an errno
+};
+
 struct ChildPlan {
     int nullFd = -1;
     int outputFd = -1;
     int goFd = -1;       ///< one byte: go on; end of the stream: the daemon is gone
-    int goWriteFd = -1;  ///< the daemon's end of it, which fork copied
+    int goWriteFd = -1;  ///< the daemon's end of it, of which the child has a copy
+    int helloFd = -1;    ///< takes the child's first word
+    ChildHello hello;    ///< that word, but for the number
     int reportFd = -1;
     int highestFd = -1;             ///< when the kernel cannot close a range of descriptors
     std::vector<char*> groupFiles;  ///< these three end with a null pointer
@@ -53,7 +61,7 @@ struct ChildReport {
     int32_t error = 0;
 };
 
-/// -1 when the kernel can close a range; otherwise the highest descriptor in use. Call before fork.
+/// -1 when the kernel can close a range; otherwise the highest descriptor in use.
 int HighestFdWithoutCloseRange();
 
 /// Becomes the application, or reports and ends with the exit code 127.

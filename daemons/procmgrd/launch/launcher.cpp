@@ -14,10 +14,12 @@
 #include <cerrno>
 #include <chrono>
 #include <cstddef>
+#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
 
+#include "daemons/procmgrd/launch/child_maker.h"
 #include "daemons/procmgrd/launch/child_setup.h"
 #include "daemons/procmgrd/launch/resource_group.h"
 
@@ -74,26 +76,13 @@ bool OpenPipe(Pipe& pipe) {
     return Lift(readEnd.Get(), pipe.readEnd) && Lift(writeEnd.Get(), pipe.writeEnd);
 }
 
-/// No handler of the daemon may run in the child before it has reset them.
-class AllSignalsBlocked {
-public:
-    AllSignalsBlocked() {
-        sigset_t all;
-        sigfillset(&all);
-        pthread_sigmask(SIG_SETMASK, &all, &before_);
-    }
-    ~AllSignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
-    AllSignalsBlocked(const AllSignalsBlocked&) = delete;
-    AllSignalsBlocked& operator=(const AllSignalsBlocked&) = delete;
-
-private:
-    sigset_t before_{};
-};
-
 /// One start, from the description to the exec.
 class Start {
 public:
     explicit Start(const LaunchSpec& spec) : spec_(spec) { result_.warnings = spec.warnings; }
+
+    /// True when its child may still look at the plan.
+    bool IsStuck() const { return isStuck_; }
 
     LaunchResult Run(const BeforeExec& beforeExec) {
         if (Prepare() && Fork()) {
@@ -229,11 +218,7 @@ private:
     }
 
     bool Fork() {
-        const AllSignalsBlocked blocked;
-        const pid_t pid = ::fork();
-        if (pid == 0) {
-            RunChild(plan_);
-        }
+        const pid_t pid = MakeChild(plan_);
         if (pid < 0) {
             return Fail(LaunchStage::FORK, errno);
         }
@@ -300,9 +285,10 @@ private:
         while (pid > 0 && !isStuck_ && ::waitpid(pid, nullptr, 0) < 0 && errno == EINTR) {
         }
         result_.pidfd.Reset();
+        report_.readEnd.Reset();
     }
 
-    const LaunchSpec& spec_;
+    const LaunchSpec spec_;
     LaunchResult result_;
     ChildPlan plan_;
     std::string pidText_;
@@ -322,7 +308,20 @@ const char* LaunchStageName(LaunchStage stage) {
 }
 
 LaunchResult Launch(const LaunchSpec& spec, const BeforeExec& beforeExec) {
-    return Start(spec).Run(beforeExec);
+    // Never destroyed, since nobody can tell when the child has gone.
+    static auto& stuck = *new std::vector<std::unique_ptr<Start>>;
+    const int dumpable = ::prctl(PR_GET_DUMPABLE, 0, 0, 0, 0);
+    auto start = std::make_unique<Start>(spec);
+    LaunchResult result = start->Run(beforeExec);
+    if (start->IsStuck()) {
+        GiveUpLastChild();
+        stuck.push_back(std::move(start));
+    }
+    // A child that takes on another identity closes the daemon's memory, in which it is, to everybody.
+    if (stuck.empty() && dumpable == 1) {
+        static_cast<void>(::prctl(PR_SET_DUMPABLE, 1, 0, 0, 0));
+    }
+    return result;
 }
 
 }  // namespace ProcMgr

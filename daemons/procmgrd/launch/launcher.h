@@ -1,9 +1,9 @@
 /// Starts one application.
 ///
-/// Everything is prepared before fork; between fork and exec the child makes system calls and nothing else. It becomes
-/// the leader of a session of its own, gets default signal dispositions and an empty mask, /dev/null as standard
-/// input, `outputFd` as standard output and error, and no other descriptor. What fails comes back through a pipe that
-/// the exec closes, as a stage and an errno.
+/// Everything is prepared before there is a child; until its exec the child makes system calls and nothing else. It
+/// becomes the leader of a session of its own, gets default signal dispositions and an empty mask, /dev/null as
+/// standard input, `outputFd` as standard output and error, and no other descriptor. What fails comes back through a
+/// pipe that the exec closes, as a stage and an errno.
 ///
 /// An attribute that cannot be applied is a warning, unless the manifest says that it must hold. One exception: a
 /// daemon that runs as root never runs an application with more rights than asked for; there a failed change of uid,
@@ -23,8 +23,8 @@ namespace ProcMgr {
 
 enum class LaunchStage : uint32_t {
     NONE = 0,            ///< it was started
-    PREPARE = 1,         ///< before fork: no descriptors
-    FORK = 2,            ///
+    PREPARE = 1,         ///< before there is a child: no descriptors
+    FORK = 2,            ///< no process
     RECORD = 3,          ///< `beforeExec` said no; ECANCELED
     SESSION = 4,         ///
     STDIO = 5,           ///

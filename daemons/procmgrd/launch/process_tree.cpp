@@ -214,23 +214,6 @@ std::vector<std::vector<ProcessId>> FindAll(TreeSearch search, const std::vector
     return trees;
 }
 
-/// The children of all threads of a process. Empty optional: this kernel does not tell.
-std::optional<std::vector<pid_t>> ChildrenOf(pid_t pid) {
-    const std::string tasks = PathOf(kProcRoot, pid, "/task");
-    std::vector<pid_t> children;
-    for (const pid_t task : NumbersIn(tasks)) {
-        const std::string path = tasks + "/" + std::to_string(task) + "/children";
-        if (task == pid && ::access(path.c_str(), F_OK) != 0 && ::access(tasks.c_str(), F_OK) == 0) {
-            return std::nullopt;
-        }
-        std::istringstream numbers(ReadWhole(path, kMaxEnvironmentBytes));
-        for (pid_t child = 0; numbers >> child;) {
-            children.push_back(child);
-        }
-    }
-    return children;
-}
-
 /// True when every child of this process is a leader: then nobody has lost his way up.
 bool HasOnlyLeaders(const std::set<pid_t>& leaders) {
     const auto children = ChildrenOf(::getpid());
@@ -290,6 +273,22 @@ int OpenPidFd(pid_t pid) {
 }
 
 }  // namespace
+
+std::optional<std::vector<pid_t>> ChildrenOf(pid_t pid) {
+    const std::string tasks = PathOf(kProcRoot, pid, "/task");
+    std::vector<pid_t> children;
+    for (const pid_t task : NumbersIn(tasks)) {
+        const std::string path = tasks + "/" + std::to_string(task) + "/children";
+        if (task == pid && ::access(path.c_str(), F_OK) != 0 && ::access(tasks.c_str(), F_OK) == 0) {
+            return std::nullopt;
+        }
+        std::istringstream numbers(ReadWhole(path, kMaxEnvironmentBytes));
+        for (pid_t child = 0; numbers >> child;) {
+            children.push_back(child);
+        }
+    }
+    return children;
+}
 
 std::optional<ProcessStat> ReadProcessStat(pid_t pid, const std::string& procRoot) {
     return ParseStat(pid, ReadWhole(PathOf(procRoot, pid, "/stat"), 4096));

@@ -59,6 +59,9 @@ struct TreeRoot {
     std::string runDir;
 };
 
+/// The children of all threads of a process; none when this kernel does not tell.
+std::optional<std::vector<pid_t>> ChildrenOf(pid_t pid);
+
 /// Empty when there is no such process or its record cannot be read.
 std::optional<ProcessStat> ReadProcessStat(pid_t pid, const std::string& procRoot = kProcRoot);
 

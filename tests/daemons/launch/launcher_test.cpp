@@ -137,6 +137,7 @@ TEST_F(Launcher, LeavesNoDescriptorOpenInTheDaemon) {
         return std::distance(begin(folder), end(folder));
     };
     const LaunchSpec spec = SpecOf(Probe({"arguments"}));
+    EXPECT_TRUE(Launch(spec).Ok()) << "the first one opens what all of them use";
     const auto before = count();
     EXPECT_TRUE(Launch(spec).Ok());
     EXPECT_EQ(count(), before);
@@ -227,6 +228,8 @@ TEST_F(Launcher, GivesUpWaitingForAnExecThatHangs) {
     int status = 0;
     EXPECT_GT(::waitpid(-1, &status, 0), 0);
     EXPECT_EQ(WTERMSIG(status), SIGKILL);
+    LaunchSpec next = SpecOf(Probe({"death-signal"}));
+    EXPECT_TRUE(Start(next).Ok()) << "the next one has nothing to do with it";
 }
 
 TEST_F(Launcher, PinsTheChildToItsCores) {
@@ -365,6 +368,19 @@ TEST_F(Launcher, RunsTheChildUnderTheUidGidAndGroupsOfTheManifest) {
     request.groupsOf = [](uint32_t, uint32_t gid) { return std::vector<uint32_t>{gid, 4712}; };
     EXPECT_EQ(Tell(attributes, request),
               "Uid:\t65534\t65534\t65534\t65534\nGid:\t4711\t4711\t4711\t4711\nGroups:\t4711 4712 \n");
+}
+
+TEST_F(Launcher, LeavesTheDaemonDumpableWhenTheChildTakesOnAnotherUser) {
+    if (::geteuid() != 0) {
+        GTEST_SKIP() << "changing the uid takes root";
+    }
+    ASSERT_EQ(::prctl(PR_GET_DUMPABLE), 1);
+    ApplicationAttributes attributes = Probe({"-c", "id -u"});
+    attributes.binPath = "/bin/sh";
+    attributes.uid = kNobody;
+    attributes.envArgv = {{"PATH", "/usr/bin:/bin"}};
+    EXPECT_EQ(Tell(attributes), "65534\n");
+    EXPECT_EQ(::prctl(PR_GET_DUMPABLE), 1);
 }
 
 TEST_F(Launcher, RunsTheChildOfAnotherOwnerUnderThatOwnersIdentity) {
