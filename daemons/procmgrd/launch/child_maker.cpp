@@ -42,6 +42,11 @@ struct Pipe {
     }
 };
 
+/// What the thread is given to do.
+struct Job {
+    const ChildPlan* plan = nullptr;
+};
+
 /// Comes back when the child has executed its program or has ended. What it says then counts only if the child has said
 /// nothing; the plan may be gone.
 void CarryOut(const ChildPlan* plan) {
@@ -74,7 +79,7 @@ public:
     pid_t Make(ChildPlan& plan) {
         plan.helloFd = hellos_.writeEnd.Get();
         plan.hello.serial = ++serial_;
-        const ChildPlan* const job = &plan;
+        const Job job{&plan};
         ChildHello hello;
         bool isHeard = Write(jobs_.writeEnd.Get(), job);
         while (isHeard && hello.serial != serial_) {
@@ -107,13 +112,13 @@ private:
 
     static void* Work(void* self) {
         const int jobs = static_cast<const Maker*>(self)->jobs_.readEnd.Get();
-        for (const ChildPlan* plan = nullptr; Read(jobs, plan);) {
-            CarryOut(plan);
+        for (Job job; Read(jobs, job);) {
+            CarryOut(job.plan);
         }
         return nullptr;
     }
 
-    Pipe jobs_;    ///< of pointers to plans
+    Pipe jobs_;    ///< of Job
     Pipe hellos_;  ///< of ChildHello
     uint32_t serial_ = 0;
     pid_t process_ = 0;  ///< the one that has the thread; a child of it by fork has none
