@@ -47,8 +47,8 @@ struct Job {
     const ChildPlan* plan = nullptr;
 };
 
-/// Comes back when the child has executed its program or has ended. What it says then counts only if the child has said
-/// nothing; the plan may be gone.
+/// Comes back when the child has executed its program or has ended: then the plan may be gone, and what is said counts
+/// only if the child has said nothing. Under an emulator or a sanitizer that makes a fork of it, comes back at once.
 void CarryOut(const ChildPlan* plan) {
     const int helloFd = plan->helloFd;
     const uint32_t serial = plan->hello.serial;
@@ -56,7 +56,7 @@ void CarryOut(const ChildPlan* plan) {
     if (pid == 0) {
         RunChild(*plan);
     }
-    static_cast<void>(Write(helloFd, ChildHello{serial, pid < 0 ? -errno : -ECHILD}));
+    static_cast<void>(Write(helloFd, ChildHello{serial, pid < 0 ? -errno : pid}));
 }
 
 class Maker {

@@ -20,7 +20,7 @@ inline constexpr size_t kLaunchStageCount = static_cast<size_t>(LaunchStage::EXE
 /// Digits of the largest number of a process.
 inline constexpr size_t kPidDigits = 10;
 
-/// The first word of a child, or of who tried to make it.
+/// The first word of a child, or the last one of who made it or tried to.
 struct ChildHello {
     uint32_t serial = 0;  ///< of the child
     pid_t pid = 0;        ///< or minus an errno
