@@ -62,7 +62,7 @@ static int StartOver(void) {
     return execve(helper, command, variables + 1);
 }
 
-int prctl(int option, ...) {
+__attribute__((visibility("default"))) int prctl(int option, ...) {
     unsigned long values[4];
     va_list list;
     va_start(list, option);
